@@ -1,0 +1,23 @@
+// Fault injection for tests: makes the service layer fail the n-th next call
+// of one kind, so that tests can drive the library's failure paths (a failed
+// open, a short write, no memory) on real files. Inactive unless armed.
+#ifndef KV_SERVICES_FAULT_H
+#define KV_SERVICES_FAULT_H
+
+#include <cstdint>
+
+namespace kv::fault {
+
+enum class Kind { Open, Create, Read, Write, Allocate, Rename, kCount };
+
+// Arms a fault: the call number `after` + 1 of that kind from now fails
+// (after = 0: the very next one). Each armed fault fires once.
+void Arm(Kind kind, int32_t after);
+// Disarms every fault.
+void Reset();
+// Called by the service layer: true when this call is to fail.
+bool Fire(Kind kind);
+
+}  // namespace kv::fault
+
+#endif  // KV_SERVICES_FAULT_H

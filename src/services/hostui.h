@@ -1,0 +1,30 @@
+// The library's one door to the user: message boxes, Yes/No questions,
+// beeps and the wait cursor. Windows uses its user interface; elsewhere the
+// host installs handlers through KVHOST_* (see <kvdata/kvhost.h>).
+#ifndef KV_SERVICES_HOSTUI_H
+#define KV_SERVICES_HOSTUI_H
+
+#include <cstdint>
+
+namespace kv {
+
+// Shows a message box (caption and text in Windows-1252). With KV_MB_YESNO
+// in flags it asks and returns KV_IDYES or KV_IDNO; otherwise KV_IDOK.
+int32_t HostMessageBox(const char* text, const char* caption, uint32_t flags);
+// MessageBeep.
+void HostBeep(uint32_t type);
+// Shows (true) or hides the wait cursor.
+void HostWaitCursor(bool on);
+
+// Shows the wait cursor for a scope.
+class WaitCursor {
+ public:
+  WaitCursor() { HostWaitCursor(true); }
+  ~WaitCursor() { HostWaitCursor(false); }
+  WaitCursor(const WaitCursor&) = delete;
+  WaitCursor& operator=(const WaitCursor&) = delete;
+};
+
+}  // namespace kv
+
+#endif  // KV_SERVICES_HOSTUI_H

@@ -1,0 +1,535 @@
+// POSIX implementation of the file layer.
+//
+// Why open file description locks: the record engine closes and reopens
+// handles of a file all the time (an append opens a private handle and closes
+// it again) while other ranges of the same file are still locked through
+// another handle. Classic fcntl record locks belong to the process and are
+// all dropped when *any* descriptor of the file is closed, which would
+// silently release those locks. OFD locks (F_OFD_SETLK) belong to the open
+// file description, i.e. to one FileIO handle, exactly like LockFileEx on
+// Windows. They conflict between two handles of the same process, too.
+//
+// What OFD locks do not give is the Windows refusal of a range that overlaps
+// one the same handle already holds (the kernel would merge them) and the
+// rule that an unlock releases exactly a range that was locked. A small table
+// of held ranges per handle supplies both.
+#include <dirent.h>
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/types.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "services/fault.h"
+#include "services/fileio.h"
+#include "services/platform.h"
+
+namespace kv {
+
+namespace {
+
+struct Range {
+  int64_t position;
+  int64_t length;
+};
+
+struct HandleInfo {
+  std::vector<Range> locks;   // ranges locked through this handle
+  std::string deleteOnClose;  // path to remove when the handle closes
+};
+
+struct FindState {
+  std::vector<FindData> entries;
+  size_t next = 0;
+};
+
+Mutex& TableMutex() {
+  static Mutex m;
+  return m;
+}
+std::map<int, HandleInfo>& Handles() {
+  static std::map<int, HandleInfo> table;
+  return table;
+}
+std::map<int, FindState>& Finds() {
+  static std::map<int, FindState> table;
+  return table;
+}
+int g_next_find = 1;
+int32_t g_lock_timeout_ms = 10000;
+
+// The native form of a path: '\' becomes '/'. Empty when the path is null,
+// empty or too long.
+std::string Native(const char* path) {
+  if (path == nullptr || path[0] == '\0') return {};
+  size_t n = strnlen(path, kMaxPath);
+  if (n >= static_cast<size_t>(kMaxPath)) return {};
+  std::string s(path, n);
+  std::replace(s.begin(), s.end(), '\\', '/');
+  return s;
+}
+
+bool Known(FileHandle h) {
+  MutexLock lock(TableMutex());
+  return h >= 0 && Handles().count(h) != 0;
+}
+
+FileHandle Register(int fd, const std::string& deletePath = {}) {
+  if (fd < 0) return kInvalidHandle;
+  MutexLock lock(TableMutex());
+  HandleInfo info;
+  info.deleteOnClose = deletePath;
+  Handles()[fd] = std::move(info);
+  return fd;
+}
+
+FileHandle OpenWith(const char* path, int flags, fault::Kind kind) {
+  std::string p = Native(path);
+  if (p.empty() || fault::Fire(kind)) return kInvalidHandle;
+  int fd;
+  do {
+    fd = ::open(p.c_str(), flags | O_CLOEXEC, 0666);
+  } while (fd < 0 && errno == EINTR);
+  if (fd >= 0) {
+    struct stat st;
+    if (fstat(fd, &st) != 0 || S_ISDIR(st.st_mode)) {
+      ::close(fd);
+      return kInvalidHandle;
+    }
+  }
+  return Register(fd);
+}
+
+bool Overlaps(const Range& a, int64_t position, int64_t length) {
+  return position < a.position + a.length && a.position < position + length;
+}
+
+// One attempt at the kernel lock; true when taken.
+bool KernelLock(int fd, int64_t position, int64_t length, short type) {
+  struct flock fl;
+  std::memset(&fl, 0, sizeof fl);
+  fl.l_type = type;
+  fl.l_whence = SEEK_SET;
+  fl.l_start = position;
+  fl.l_len = length;
+  if (fcntl(fd, F_OFD_SETLK, &fl) == 0) return true;
+  if (type == F_WRLCK && errno == EBADF) {
+    // A read-only handle cannot hold a write lock; a shared read lock still
+    // keeps every writer's exclusive lock out.
+    fl.l_type = F_RDLCK;
+    return fcntl(fd, F_OFD_SETLK, &fl) == 0;
+  }
+  return false;
+}
+
+int32_t LockRange(FileHandle h, int64_t position, int64_t length, bool wait) {
+  if (position < 0 || length < 1 || position > INT64_MAX - length) return 0;
+  {
+    MutexLock lock(TableMutex());
+    auto it = Handles().find(h);
+    if (h < 0 || it == Handles().end()) return 0;
+    for (const Range& r : it->second.locks) {
+      if (Overlaps(r, position, length)) return 0;  // held by this handle
+    }
+  }
+  const int64_t deadline = MonotonicMs() + (wait ? g_lock_timeout_ms : 0);
+  int32_t pause = 1;
+  for (;;) {
+    if (KernelLock(h, position, length, F_WRLCK)) {
+      MutexLock lock(TableMutex());
+      auto it = Handles().find(h);
+      if (it != Handles().end()) it->second.locks.push_back({position, length});
+      return 1;
+    }
+    if (errno != EAGAIN && errno != EACCES && errno != EINTR) return 0;
+    int64_t now = MonotonicMs();
+    if (now >= deadline) return 0;
+    SleepMs(static_cast<int32_t>(std::min<int64_t>(pause, deadline - now)));
+    pause = std::min(pause * 2, 16);
+  }
+}
+
+void FillFindData(const std::string& dir, const char* name, FindData* out) {
+  std::memset(out, 0, sizeof *out);
+  std::snprintf(out->name, sizeof out->name, "%s", name);
+  struct stat st;
+  std::string full = dir + name;
+  if (stat(full.c_str(), &st) == 0) {
+    out->size = st.st_size;
+    out->lastWrite = st.st_mtime;
+    out->isDirectory = S_ISDIR(st.st_mode) ? 1 : 0;
+  }
+}
+
+// Lists the entries of the pattern's directory whose names match; files or
+// directories only.
+FindHandle StartFind(const char* pattern, FindData* out, bool directories) {
+  std::string p = Native(pattern);
+  if (p.empty() || out == nullptr) return -1;
+  size_t cut = p.rfind('/');
+  std::string dir = cut == std::string::npos ? std::string() : p.substr(0, cut + 1);
+  std::string mask = cut == std::string::npos ? p : p.substr(cut + 1);
+  if (mask.empty()) mask.push_back('*');
+  DIR* d = opendir(dir.empty() ? "." : dir.c_str());
+  if (d == nullptr) return -1;
+  FindState state;
+  while (struct dirent* e = readdir(d)) {
+    if (std::strcmp(e->d_name, ".") == 0 || std::strcmp(e->d_name, "..") == 0) continue;
+    if (!WildcardMatch(mask.c_str(), e->d_name)) continue;
+    FindData fd;
+    FillFindData(dir, e->d_name, &fd);
+    if ((fd.isDirectory != 0) != directories) continue;
+    state.entries.push_back(fd);
+  }
+  closedir(d);
+  if (state.entries.empty()) return -1;
+  std::sort(state.entries.begin(), state.entries.end(),
+            [](const FindData& a, const FindData& b) { return std::strcmp(a.name, b.name) < 0; });
+  *out = state.entries[0];
+  state.next = 1;
+  MutexLock lock(TableMutex());
+  int id = g_next_find++;
+  if (g_next_find == INT32_MAX) g_next_find = 1;
+  Finds()[id] = std::move(state);
+  return id;
+}
+
+int32_t ContinueFind(FindHandle h, FindData* out) {
+  if (out == nullptr) return 0;
+  MutexLock lock(TableMutex());
+  auto it = Finds().find(h);
+  if (it == Finds().end() || it->second.next >= it->second.entries.size()) return 0;
+  *out = it->second.entries[it->second.next++];
+  return 1;
+}
+
+}  // namespace
+
+FileHandle FileIO_OpenRWS(const char* path) { return OpenWith(path, O_RDWR, fault::Kind::Open); }
+FileHandle FileIO_OpenROS(const char* path) { return OpenWith(path, O_RDONLY, fault::Kind::Open); }
+FileHandle FileIO_CreateRWS(const char* path) {
+  return OpenWith(path, O_RDWR | O_CREAT | O_TRUNC, fault::Kind::Create);
+}
+
+void FileIO_Close(FileHandle h) {
+  if (h < 0) return;
+  std::string remove;
+  {
+    MutexLock lock(TableMutex());
+    auto it = Handles().find(h);
+    if (it == Handles().end()) return;
+    remove = it->second.deleteOnClose;
+    Handles().erase(it);
+  }
+  // Unlink before close: while the name exists its holder's lock is held.
+  if (!remove.empty()) ::unlink(remove.c_str());
+  ::close(h);
+}
+
+int64_t FileIO_SetPos(FileHandle h, int64_t position) {
+  if (!Known(h) || position < 0) return -1;
+  return lseek(h, position, SEEK_SET);
+}
+
+int64_t FileIO_SetPosFromEnd(FileHandle h, int64_t distance) {
+  if (!Known(h) || distance < 0) return -1;
+  return lseek(h, -distance, SEEK_END);
+}
+
+int64_t FileIO_GetPos(FileHandle h) {
+  if (!Known(h)) return -1;
+  return lseek(h, 0, SEEK_CUR);
+}
+
+int64_t FileIO_Size(FileHandle h) {
+  struct stat st;
+  if (!Known(h) || fstat(h, &st) != 0) return -1;
+  return st.st_size;
+}
+
+int32_t FileIO_Read(FileHandle h, void* buffer, int32_t count) {
+  if (buffer == nullptr || count <= 0 || !Known(h)) return 0;
+  if (fault::Fire(fault::Kind::Read)) return 0;
+  char* p = static_cast<char*>(buffer);
+  int32_t done = 0;
+  while (done < count) {
+    ssize_t n = ::read(h, p + done, static_cast<size_t>(count - done));
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) break;
+    done += static_cast<int32_t>(n);
+  }
+  return done;
+}
+
+int32_t FileIO_Write(FileHandle h, const void* buffer, int32_t count) {
+  if (buffer == nullptr || count <= 0 || !Known(h)) return 0;
+  if (fault::Fire(fault::Kind::Write)) {
+    // A short write: half of the bytes reach the file, as on a full disk.
+    ssize_t n = ::write(h, buffer, static_cast<size_t>(count / 2));
+    return n > 0 ? static_cast<int32_t>(n) : 0;
+  }
+  const char* p = static_cast<const char*>(buffer);
+  int32_t done = 0;
+  while (done < count) {
+    ssize_t n = ::write(h, p + done, static_cast<size_t>(count - done));
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) break;
+    done += static_cast<int32_t>(n);
+  }
+  return done;
+}
+
+int32_t FileIO_Lock(FileHandle h, int64_t position, int64_t length) {
+  return LockRange(h, position, length, true);
+}
+
+int32_t FileIO_TryLock(FileHandle h, int64_t position, int64_t length) {
+  return LockRange(h, position, length, false);
+}
+
+int32_t FileIO_Unlock(FileHandle h, int64_t position, int64_t length) {
+  MutexLock lock(TableMutex());
+  auto it = Handles().find(h);
+  if (h < 0 || it == Handles().end()) return 0;
+  auto& locks = it->second.locks;
+  auto r = std::find_if(locks.begin(), locks.end(), [&](const Range& x) {
+    return x.position == position && x.length == length;
+  });
+  if (r == locks.end()) return 0;
+  struct flock fl;
+  std::memset(&fl, 0, sizeof fl);
+  fl.l_type = F_UNLCK;
+  fl.l_whence = SEEK_SET;
+  fl.l_start = position;
+  fl.l_len = length;
+  fcntl(h, F_OFD_SETLK, &fl);
+  locks.erase(r);
+  return 1;
+}
+
+void FileIO_SetLockTimeout(int32_t milliseconds) {
+  if (milliseconds >= 0) g_lock_timeout_ms = milliseconds;
+}
+int32_t FileIO_GetLockTimeout() { return g_lock_timeout_ms; }
+
+int32_t FileIO_Exist(const char* path) {
+  std::string p = Native(path);
+  struct stat st;
+  return !p.empty() && stat(p.c_str(), &st) == 0 && S_ISREG(st.st_mode) ? 1 : 0;
+}
+
+int32_t FileIO_PathExist(const char* directory) {
+  std::string p = Native(directory);
+  struct stat st;
+  return !p.empty() && stat(p.c_str(), &st) == 0 && S_ISDIR(st.st_mode) ? 1 : 0;
+}
+
+int32_t FileIO_MakeMultiPath(const char* path) {
+  std::string p = Native(path);
+  if (p.empty()) return 0;
+  for (size_t i = 1; i <= p.size(); ++i) {
+    if (i == p.size() || p[i] == '/') {
+      std::string part = p.substr(0, i);
+      if (::mkdir(part.c_str(), 0777) != 0 && errno != EEXIST) return 0;
+    }
+  }
+  return FileIO_PathExist(path);
+}
+
+int32_t FileIO_PathCreate(const char* directory) { return FileIO_MakeMultiPath(directory); }
+
+int32_t FileIO_DeleteFile(const char* path) {
+  std::string p = Native(path);
+  return !p.empty() && FileIO_Exist(path) && ::unlink(p.c_str()) == 0 ? 1 : 0;
+}
+
+int32_t FileIO_DeleteFiles(const char* pattern) {
+  char dir[kMaxPath];
+  FileIO_ExtractPath(pattern, dir);
+  FindData fd;
+  FindHandle h = FileIO_FindFirstFile(pattern, &fd);
+  if (h < 0) return 0;
+  int32_t count = 0;
+  do {
+    std::string full = std::string(dir) + fd.name;
+    count += FileIO_DeleteFile(full.c_str());
+  } while (FileIO_FindNextFile(h, &fd));
+  FileIO_FindClose(h);
+  return count;
+}
+
+int32_t FileIO_RenameFile(const char* oldPath, const char* newPath) {
+  std::string from = Native(oldPath), to = Native(newPath);
+  if (from.empty() || to.empty() || fault::Fire(fault::Kind::Rename)) return 0;
+  if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return 1;
+  if (errno != EINVAL && errno != ENOSYS) return 0;
+  // File systems without RENAME_NOREPLACE: link + unlink refuses a target too.
+  if (::link(from.c_str(), to.c_str()) != 0) return 0;
+  return ::unlink(from.c_str()) == 0 ? 1 : 0;
+}
+
+int32_t FileIO_CopyFile(const char* source, const char* target, int32_t failIfExists) {
+  std::string from = Native(source), to = Native(target);
+  if (from.empty() || to.empty()) return 0;
+  int in = ::open(from.c_str(), O_RDONLY | O_CLOEXEC);
+  if (in < 0) return 0;
+  int flags = O_WRONLY | O_CREAT | O_CLOEXEC | (failIfExists ? O_EXCL : O_TRUNC);
+  int out = ::open(to.c_str(), flags, 0666);
+  if (out < 0) {
+    ::close(in);
+    return 0;
+  }
+  std::vector<char> buf(1 << 16);
+  bool ok = true;
+  for (;;) {
+    ssize_t n = ::read(in, buf.data(), buf.size());
+    if (n < 0 && errno == EINTR) continue;
+    if (n < 0) ok = false;
+    if (n <= 0) break;
+    for (ssize_t off = 0; off < n;) {
+      ssize_t w = ::write(out, buf.data() + off, static_cast<size_t>(n - off));
+      if (w < 0 && errno == EINTR) continue;
+      if (w <= 0) {
+        ok = false;
+        break;
+      }
+      off += w;
+    }
+    if (!ok) break;
+  }
+  ::close(in);
+  if (::close(out) != 0) ok = false;
+  return ok ? 1 : 0;
+}
+
+int64_t FileIO_GetLastWriteTime(const char* path) {
+  std::string p = Native(path);
+  struct stat st;
+  if (p.empty() || stat(p.c_str(), &st) != 0) return -1;
+  return st.st_mtime;
+}
+
+int64_t FileIO_GetFileAge(const char* path) {
+  int64_t t = FileIO_GetLastWriteTime(path);
+  return t < 0 ? -1 : UnixTimeNow() - t;
+}
+
+FindHandle FileIO_FindFirstFile(const char* pattern, FindData* out) {
+  return StartFind(pattern, out, false);
+}
+int32_t FileIO_FindNextFile(FindHandle h, FindData* out) { return ContinueFind(h, out); }
+void FileIO_FindClose(FindHandle h) {
+  MutexLock lock(TableMutex());
+  Finds().erase(h);
+}
+FindHandle FileIO_FindFirstTreeDirectory(const char* pattern, FindData* out) {
+  return StartFind(pattern, out, true);
+}
+int32_t FileIO_FindNextTreeDirectory(FindHandle h, FindData* out) { return ContinueFind(h, out); }
+
+int32_t FileIO_DoFilesInDirectoryTree(const char* startDirectory, int32_t recurse,
+                                      const char* pattern, FileVisitor callback, void* context) {
+  char dir[kMaxPath];
+  if (!CopyPath(dir, startDirectory) || callback == nullptr) return 0;
+  FileIO_MakePathName(dir);
+  std::string base(dir);
+  int32_t visited = 0;
+  FindData fd;
+  std::string mask = base + (pattern && *pattern ? pattern : "*");
+  FindHandle h = FileIO_FindFirstFile(mask.c_str(), &fd);
+  if (h >= 0) {
+    bool go = true;
+    do {
+      std::string full = base + fd.name;
+      ++visited;
+      go = callback(full.c_str(), &fd, context) != 0;
+    } while (go && FileIO_FindNextFile(h, &fd));
+    FileIO_FindClose(h);
+    if (!go) return visited;
+  }
+  if (recurse) {
+    std::string all = base + "*";
+    h = FileIO_FindFirstTreeDirectory(all.c_str(), &fd);
+    if (h >= 0) {
+      do {
+        std::string sub = base + fd.name;
+        visited += FileIO_DoFilesInDirectoryTree(sub.c_str(), recurse, pattern, callback, context);
+      } while (FileIO_FindNextTreeDirectory(h, &fd));
+      FileIO_FindClose(h);
+    }
+  }
+  return visited;
+}
+
+// A delete-on-close lock file is made under a private name, locked, and only
+// then linked to its real name: link() fails when the name exists, so the
+// creation stays exclusive, and nobody can ever see the real name without
+// its holder's lock on it.
+FileHandle FileIO_CreateNewExclusive(const char* path, bool deleteOnClose) {
+  std::string p = Native(path);
+  if (p.empty() || fault::Fire(fault::Kind::Create)) return kInvalidHandle;
+  if (!deleteOnClose) {
+    int fd = ::open(p.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    return Register(fd);
+  }
+  static int counter = 0;
+  char tmp[kMaxPath + 64];
+  std::snprintf(tmp, sizeof tmp, "%s.%d.%d.new", p.c_str(), ProcessId(), ++counter);
+  int fd = ::open(tmp, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+  if (fd < 0) return kInvalidHandle;
+  if (!KernelLock(fd, 0, 1, F_WRLCK) || ::link(tmp, p.c_str()) != 0) {
+    ::unlink(tmp);
+    ::close(fd);
+    return kInvalidHandle;
+  }
+  ::unlink(tmp);
+  return Register(fd, p);
+}
+
+int32_t FileIO_LockFileHolderAlive(const char* path) {
+  std::string p = Native(path);
+  if (p.empty()) return -1;
+  int fd = ::open(p.c_str(), O_RDWR | O_CLOEXEC);
+  if (fd < 0) return errno == ENOENT ? -1 : 1;
+  struct flock fl;
+  std::memset(&fl, 0, sizeof fl);
+  fl.l_type = F_WRLCK;
+  fl.l_whence = SEEK_SET;
+  fl.l_start = 0;
+  fl.l_len = 1;
+  int32_t alive = 1;
+  if (fcntl(fd, F_OFD_GETLK, &fl) == 0) alive = fl.l_type == F_UNLCK ? 0 : 1;
+  ::close(fd);
+  return alive;
+}
+
+FileHandle FileIO_OpenAppend(const char* path) {
+  return OpenWith(path, O_WRONLY | O_APPEND | O_CREAT, fault::Kind::Open);
+}
+
+int32_t FileIO_GetModuleDirectory(char* directory) {
+  if (directory == nullptr) return 0;
+  directory[0] = '\0';
+  Dl_info info;
+  if (dladdr(reinterpret_cast<void*>(&FileIO_GetModuleDirectory), &info) == 0 ||
+      info.dli_fname == nullptr) {
+    return 0;
+  }
+  char resolved[PATH_MAX];
+  const char* name = realpath(info.dli_fname, resolved) ? resolved : info.dli_fname;
+  if (!CopyPath(directory, name)) return 0;
+  FileIO_PathRemoveFileName(directory);
+  return directory[0] != '\0' ? 1 : 0;
+}
+
+}  // namespace kv

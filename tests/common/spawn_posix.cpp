@@ -1,0 +1,49 @@
+// Worker processes on POSIX: posix_spawn of this very test program.
+#if !defined(_WIN32)
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <stdexcept>
+
+#include "kvtest.h"
+
+extern char** environ;
+
+namespace kvtest {
+
+Worker SpawnWorker(const std::string& name, const std::vector<std::string>& args) {
+  char self[PATH_MAX];
+  ssize_t n = readlink("/proc/self/exe", self, sizeof self - 1);
+  if (n <= 0) throw std::runtime_error("cannot find the test program");
+  self[n] = '\0';
+  std::vector<std::string> all = {self, "--kv-worker", name};
+  all.insert(all.end(), args.begin(), args.end());
+  std::vector<char*> argv;
+  for (auto& a : all) argv.push_back(a.data());
+  argv.push_back(nullptr);
+  pid_t pid;
+  if (posix_spawn(&pid, self, nullptr, nullptr, argv.data(), environ) != 0) {
+    throw std::runtime_error("posix_spawn failed");
+  }
+  Worker w;
+  w.id = pid;
+  return w;
+}
+
+int WaitWorker(Worker& worker) {
+  if (worker.id <= 0) return -1;
+  int status = 0;
+  pid_t r;
+  do {
+    r = waitpid(static_cast<pid_t>(worker.id), &status, 0);
+  } while (r < 0 && errno == EINTR);
+  worker.id = -1;
+  if (r < 0 || !WIFEXITED(status)) return -1;
+  return WEXITSTATUS(status);
+}
+
+}  // namespace kvtest
+#endif
