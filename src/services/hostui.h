@@ -16,6 +16,10 @@ void HostBeep(uint32_t type);
 // Shows (true) or hides the wait cursor.
 void HostWaitCursor(bool on);
 
+// Writes one line of Windows-1252 text (without its line end) to standard
+// error: converted to UTF-8 on POSIX, as it is on Windows.
+void ConsoleErrorLine(const char* text);
+
 // Shows the wait cursor for a scope.
 class WaitCursor {
  public:

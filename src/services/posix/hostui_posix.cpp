@@ -6,6 +6,7 @@
 
 #include "kvdata/kvhost.h"
 #include "services/encoding.h"
+#include "services/hostui.h"
 #include "services/hostui_impl.h"
 
 namespace kv {
@@ -20,6 +21,12 @@ int32_t DefaultQuestion(const char* caption, const char* text, uint32_t flags) {
   DefaultMessage(caption, text, flags);
   std::fprintf(stderr, "(answered: No)\n");
   return 0;
+}
+
+void ConsoleErrorLine(const char* text) {
+  std::string line = Cp1252ToUtf8(text ? text : "");
+  std::fprintf(stderr, "%s\n", line.c_str());
+  std::fflush(stderr);
 }
 
 void DefaultBeep(uint32_t /*type*/) {}
