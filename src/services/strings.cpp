@@ -1,5 +1,6 @@
-// The library's string table. Texts are Windows-1252; a non-ASCII character
-// is written as a \x escape with the character in a comment.
+// The library's string table: the current language and the copy of a text
+// into a caller's buffer. The texts are in strings_table.h; LibString comes
+// from the platform folder (a compiled-in table, or the DLL's resources).
 #include "services/strings.h"
 
 #include <cstring>
@@ -10,40 +11,11 @@ namespace kv {
 
 namespace {
 
-struct Entry {
-  int32_t id;
-  const char* text[3];  // German, English, Dutch
-};
-
-// "Die NummernDBA ... (L\xF6scht ...": \xF6 = ö
-#define KV_NUMMERN_QUESTION_DE                                                       \
-  "Die NummernDBA wurde nicht gefunden!\nDie NummernDBA neu anlegen? (L\xF6scht alle " \
-  "bestehenden fortlaufenden Nummern!)\nOder erneut danach suchen? (J/N)"
-
-const Entry kTable[] = {
-    {kStrMallocErrorNummern,
-     {"Malloc Error <-> NummernDBA", "Malloc Error <-> NummernDBA", "Malloc Error <-> NummernDBA"}},
-    {kStrFileErrorNummern,
-     {"File Error <-> NummernDBA", "File Error <-> NummernDBA", "File Error <-> NummernDBA"}},
-    {kStrProductName, {"KALVORA", "KALVORA", "KALVORA"}},
-    {kStrNummernQuestion,
-     {KV_NUMMERN_QUESTION_DE, KV_NUMMERN_QUESTION_DE,
-      "De NummernDBA werd niet gevonden!\nDe NummernDBA nieuw aanmaken? (Wist alle bestaande "
-      "oplopende nummers!)\nOf opnieuw zoeken? (J/N)"}},
-};
-
 int32_t g_language = KV_LANG_GERMAN;
 
 }  // namespace
 
 int32_t CurrentLanguage() { return g_language; }
-
-const char* LibString(int32_t id) {
-  for (const Entry& e : kTable) {
-    if (e.id == id) return e.text[g_language];
-  }
-  return "";
-}
 
 int32_t LoadStringExternResource(void* /*module*/, int32_t id, char* buffer, int32_t size) {
   if (buffer == nullptr || size < 1) return 0;

@@ -1,0 +1,558 @@
+// Win32 implementation of the file layer.
+//
+// A FileHandle is an index into a table of Win32 HANDLEs, so that callers
+// keep the 32-bit value they store in descriptors on both 32- and 64-bit
+// Windows. Every shared open passes FILE_SHARE_READ | FILE_SHARE_WRITE |
+// FILE_SHARE_DELETE: several programs on several workstations hold the same
+// record file open at once, and an upgrade renames or deletes files that
+// another program may still have open.
+//
+// LockFileEx locks belong to the handle and conflict between two handles of
+// the same process, which is exactly the behaviour the record engine needs.
+// Windows itself, however, allows the same handle to lock a range twice when
+// the ranges do not overlap exactly and unlocks only an exact range; the
+// table of held ranges per handle makes the overlap refusal explicit, so
+// that the same call sequence gives the same answers as on POSIX.
+#include <windows.h>
+
+#include <algorithm>
+#include <climits>
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "services/fault.h"
+#include "services/fileio.h"
+#include "services/platform.h"
+
+namespace kv {
+
+namespace {
+
+struct Range {
+  int64_t position;
+  int64_t length;
+};
+
+struct Slot {
+  HANDLE handle = INVALID_HANDLE_VALUE;
+  std::vector<Range> locks;  // ranges locked through this handle
+};
+
+struct FindState {
+  std::vector<FindData> entries;
+  size_t next = 0;
+};
+
+Mutex& TableMutex() {
+  static Mutex m;
+  return m;
+}
+// Slot i is FileHandle i; a free slot has INVALID_HANDLE_VALUE.
+std::vector<Slot>& Slots() {
+  static std::vector<Slot> table;
+  return table;
+}
+std::vector<FindState>& Finds() {
+  static std::vector<FindState> table;
+  return table;
+}
+std::vector<bool>& FindsInUse() {
+  static std::vector<bool> used;
+  return used;
+}
+int32_t g_lock_timeout_ms = 10000;
+
+// The path as Windows takes it: '/' becomes '\'. Empty when the path is null,
+// empty or too long.
+std::string Native(const char* path) {
+  if (path == nullptr || path[0] == '\0') return {};
+  size_t n = strnlen(path, kMaxPath);
+  if (n >= static_cast<size_t>(kMaxPath)) return {};
+  std::string s(path, n);
+  std::replace(s.begin(), s.end(), '/', '\\');
+  return s;
+}
+
+HANDLE Get(FileHandle h) {
+  MutexLock lock(TableMutex());
+  if (h < 0 || static_cast<size_t>(h) >= Slots().size()) return INVALID_HANDLE_VALUE;
+  return Slots()[static_cast<size_t>(h)].handle;
+}
+
+FileHandle Register(HANDLE handle) {
+  if (handle == INVALID_HANDLE_VALUE) return kInvalidHandle;
+  MutexLock lock(TableMutex());
+  auto& slots = Slots();
+  for (size_t i = 0; i < slots.size(); ++i) {
+    if (slots[i].handle == INVALID_HANDLE_VALUE) {
+      slots[i].handle = handle;
+      slots[i].locks.clear();
+      return static_cast<FileHandle>(i);
+    }
+  }
+  if (slots.size() >= static_cast<size_t>(INT32_MAX)) {
+    CloseHandle(handle);
+    return kInvalidHandle;
+  }
+  slots.push_back(Slot{handle, {}});
+  return static_cast<FileHandle>(slots.size() - 1);
+}
+
+constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+
+FileHandle OpenWith(const char* path, DWORD access, DWORD disposition, fault::Kind kind) {
+  std::string p = Native(path);
+  if (p.empty() || fault::Fire(kind)) return kInvalidHandle;
+  // A directory cannot be opened without FILE_FLAG_BACKUP_SEMANTICS, so it
+  // fails here like a missing file.
+  HANDLE h = CreateFileA(p.c_str(), access, kShareAll, nullptr, disposition,
+                         FILE_ATTRIBUTE_NORMAL, nullptr);
+  return Register(h);
+}
+
+bool Overlaps(const Range& a, int64_t position, int64_t length) {
+  return position < a.position + a.length && a.position < position + length;
+}
+
+OVERLAPPED At(int64_t position) {
+  OVERLAPPED ov;
+  std::memset(&ov, 0, sizeof ov);
+  ov.Offset = static_cast<DWORD>(static_cast<uint64_t>(position) & 0xFFFFFFFFu);
+  ov.OffsetHigh = static_cast<DWORD>(static_cast<uint64_t>(position) >> 32);
+  return ov;
+}
+
+DWORD Low(int64_t v) { return static_cast<DWORD>(static_cast<uint64_t>(v) & 0xFFFFFFFFu); }
+DWORD High(int64_t v) { return static_cast<DWORD>(static_cast<uint64_t>(v) >> 32); }
+
+// One attempt at the system lock; true when taken.
+bool SystemLock(HANDLE h, int64_t position, int64_t length) {
+  OVERLAPPED ov = At(position);
+  return LockFileEx(h, LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, Low(length),
+                    High(length), &ov) != 0;
+}
+
+int32_t LockRange(FileHandle h, int64_t position, int64_t length, bool wait) {
+  if (position < 0 || length < 1 || position > INT64_MAX - length) return 0;
+  HANDLE handle;
+  {
+    MutexLock lock(TableMutex());
+    if (h < 0 || static_cast<size_t>(h) >= Slots().size()) return 0;
+    const Slot& s = Slots()[static_cast<size_t>(h)];
+    if (s.handle == INVALID_HANDLE_VALUE) return 0;
+    for (const Range& r : s.locks) {
+      if (Overlaps(r, position, length)) return 0;  // held by this handle
+    }
+    handle = s.handle;
+  }
+  const int64_t deadline = MonotonicMs() + (wait ? g_lock_timeout_ms : 0);
+  int32_t pause = 1;
+  for (;;) {
+    if (SystemLock(handle, position, length)) {
+      MutexLock lock(TableMutex());
+      Slots()[static_cast<size_t>(h)].locks.push_back({position, length});
+      return 1;
+    }
+    DWORD err = GetLastError();
+    if (err != ERROR_LOCK_VIOLATION && err != ERROR_IO_PENDING && err != ERROR_SHARING_VIOLATION) {
+      return 0;
+    }
+    int64_t now = MonotonicMs();
+    if (now >= deadline) return 0;
+    SleepMs(static_cast<int32_t>(std::min<int64_t>(pause, deadline - now)));
+    pause = std::min(pause * 2, 16);
+  }
+}
+
+// FILETIME (100 ns since 1601) to seconds since 1970.
+int64_t UnixSeconds(const FILETIME& ft) {
+  uint64_t t = (static_cast<uint64_t>(ft.dwHighDateTime) << 32) | ft.dwLowDateTime;
+  return static_cast<int64_t>(t / 10000000ULL) - 11644473600LL;
+}
+
+void FillFindData(const WIN32_FIND_DATAA& w, FindData* out) {
+  std::memset(out, 0, sizeof *out);
+  std::snprintf(out->name, sizeof out->name, "%s", w.cFileName);
+  out->size = static_cast<int64_t>((static_cast<uint64_t>(w.nFileSizeHigh) << 32) | w.nFileSizeLow);
+  out->lastWrite = UnixSeconds(w.ftLastWriteTime);
+  out->isDirectory = (w.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) ? 1 : 0;
+}
+
+int32_t StoreFind(FindState&& state) {
+  MutexLock lock(TableMutex());
+  auto& used = FindsInUse();
+  for (size_t i = 0; i < used.size(); ++i) {
+    if (!used[i]) {
+      used[i] = true;
+      Finds()[i] = std::move(state);
+      return static_cast<int32_t>(i);
+    }
+  }
+  used.push_back(true);
+  Finds().push_back(std::move(state));
+  return static_cast<int32_t>(used.size() - 1);
+}
+
+// Lists the entries of the pattern's directory whose names match; files or
+// directories only, sorted by name so that walks see the same order as on
+// POSIX (FindFirstFile's own order depends on the file system).
+FindHandle StartFind(const char* pattern, FindData* out, bool directories) {
+  std::string p = Native(pattern);
+  if (p.empty() || out == nullptr) return -1;
+  size_t cut = p.find_last_of("\\:");
+  std::string mask = cut == std::string::npos ? p : p.substr(cut + 1);
+  std::string dir = cut == std::string::npos ? std::string() : p.substr(0, cut + 1);
+  if (mask.empty()) mask.push_back('*');
+  // The system matches short (8.3) names too; list everything and match the
+  // long names ourselves, with the same rules as everywhere else.
+  std::string all = dir + "*";
+  WIN32_FIND_DATAA w;
+  HANDLE f = FindFirstFileA(all.c_str(), &w);
+  if (f == INVALID_HANDLE_VALUE) return -1;
+  FindState state;
+  do {
+    if (std::strcmp(w.cFileName, ".") == 0 || std::strcmp(w.cFileName, "..") == 0) continue;
+    if (!WildcardMatch(mask.c_str(), w.cFileName)) continue;
+    bool isDir = (w.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+    if (isDir != directories) continue;
+    FindData fd;
+    FillFindData(w, &fd);
+    state.entries.push_back(fd);
+  } while (FindNextFileA(f, &w));
+  FindClose(f);
+  if (state.entries.empty()) return -1;
+  std::sort(state.entries.begin(), state.entries.end(),
+            [](const FindData& a, const FindData& b) { return std::strcmp(a.name, b.name) < 0; });
+  *out = state.entries[0];
+  state.next = 1;
+  return StoreFind(std::move(state));
+}
+
+int32_t ContinueFind(FindHandle h, FindData* out) {
+  if (out == nullptr) return 0;
+  MutexLock lock(TableMutex());
+  if (h < 0 || static_cast<size_t>(h) >= FindsInUse().size() || !FindsInUse()[h]) return 0;
+  FindState& s = Finds()[static_cast<size_t>(h)];
+  if (s.next >= s.entries.size()) return 0;
+  *out = s.entries[s.next++];
+  return 1;
+}
+
+DWORD Attributes(const char* path) {
+  std::string p = Native(path);
+  if (p.empty()) return INVALID_FILE_ATTRIBUTES;
+  // "C:\data\" names the directory too; the trailing separator is dropped
+  // except for a drive root.
+  if (p.size() > 1 && p.back() == '\\' && p[p.size() - 2] != ':') p.pop_back();
+  WIN32_FILE_ATTRIBUTE_DATA data;
+  if (!GetFileAttributesExA(p.c_str(), GetFileExInfoStandard, &data)) return INVALID_FILE_ATTRIBUTES;
+  return data.dwFileAttributes;
+}
+
+}  // namespace
+
+FileHandle FileIO_OpenRWS(const char* path) {
+  return OpenWith(path, GENERIC_READ | GENERIC_WRITE, OPEN_EXISTING, fault::Kind::Open);
+}
+FileHandle FileIO_OpenROS(const char* path) {
+  return OpenWith(path, GENERIC_READ, OPEN_EXISTING, fault::Kind::Open);
+}
+FileHandle FileIO_CreateRWS(const char* path) {
+  return OpenWith(path, GENERIC_READ | GENERIC_WRITE, CREATE_ALWAYS, fault::Kind::Create);
+}
+
+void FileIO_Close(FileHandle h) {
+  HANDLE handle;
+  {
+    MutexLock lock(TableMutex());
+    if (h < 0 || static_cast<size_t>(h) >= Slots().size()) return;
+    Slot& s = Slots()[static_cast<size_t>(h)];
+    handle = s.handle;
+    s.handle = INVALID_HANDLE_VALUE;
+    s.locks.clear();
+  }
+  // Closing releases the handle's locks; a FILE_FLAG_DELETE_ON_CLOSE file
+  // disappears with its last handle.
+  if (handle != INVALID_HANDLE_VALUE) CloseHandle(handle);
+}
+
+int64_t FileIO_SetPos(FileHandle h, int64_t position) {
+  HANDLE handle = Get(h);
+  if (handle == INVALID_HANDLE_VALUE || position < 0) return -1;
+  LARGE_INTEGER to, now;
+  to.QuadPart = position;
+  if (!SetFilePointerEx(handle, to, &now, FILE_BEGIN)) return -1;
+  return now.QuadPart;
+}
+
+int64_t FileIO_SetPosFromEnd(FileHandle h, int64_t distance) {
+  HANDLE handle = Get(h);
+  if (handle == INVALID_HANDLE_VALUE || distance < 0) return -1;
+  LARGE_INTEGER to, now;
+  to.QuadPart = -distance;
+  if (!SetFilePointerEx(handle, to, &now, FILE_END)) return -1;
+  return now.QuadPart;
+}
+
+int64_t FileIO_GetPos(FileHandle h) {
+  HANDLE handle = Get(h);
+  if (handle == INVALID_HANDLE_VALUE) return -1;
+  LARGE_INTEGER zero, now;
+  zero.QuadPart = 0;
+  if (!SetFilePointerEx(handle, zero, &now, FILE_CURRENT)) return -1;
+  return now.QuadPart;
+}
+
+int64_t FileIO_Size(FileHandle h) {
+  HANDLE handle = Get(h);
+  LARGE_INTEGER size;
+  if (handle == INVALID_HANDLE_VALUE || !GetFileSizeEx(handle, &size)) return -1;
+  return size.QuadPart;
+}
+
+int32_t FileIO_Read(FileHandle h, void* buffer, int32_t count) {
+  HANDLE handle = Get(h);
+  if (buffer == nullptr || count <= 0 || handle == INVALID_HANDLE_VALUE) return 0;
+  if (fault::Fire(fault::Kind::Read)) return 0;
+  char* p = static_cast<char*>(buffer);
+  int32_t done = 0;
+  while (done < count) {
+    DWORD n = 0;
+    if (!ReadFile(handle, p + done, static_cast<DWORD>(count - done), &n, nullptr) || n == 0) break;
+    done += static_cast<int32_t>(n);
+  }
+  return done;
+}
+
+int32_t FileIO_Write(FileHandle h, const void* buffer, int32_t count) {
+  HANDLE handle = Get(h);
+  if (buffer == nullptr || count <= 0 || handle == INVALID_HANDLE_VALUE) return 0;
+  DWORD want = static_cast<DWORD>(count);
+  // An injected fault is a short write: half of the bytes reach the file,
+  // as on a full disk.
+  if (fault::Fire(fault::Kind::Write)) want = static_cast<DWORD>(count / 2);
+  const char* p = static_cast<const char*>(buffer);
+  DWORD done = 0;
+  while (done < want) {
+    DWORD n = 0;
+    if (!WriteFile(handle, p + done, want - done, &n, nullptr) || n == 0) break;
+    done += n;
+  }
+  return static_cast<int32_t>(done);
+}
+
+int32_t FileIO_Lock(FileHandle h, int64_t position, int64_t length) {
+  return LockRange(h, position, length, true);
+}
+
+int32_t FileIO_TryLock(FileHandle h, int64_t position, int64_t length) {
+  return LockRange(h, position, length, false);
+}
+
+int32_t FileIO_Unlock(FileHandle h, int64_t position, int64_t length) {
+  MutexLock lock(TableMutex());
+  if (h < 0 || static_cast<size_t>(h) >= Slots().size()) return 0;
+  Slot& s = Slots()[static_cast<size_t>(h)];
+  if (s.handle == INVALID_HANDLE_VALUE) return 0;
+  auto r = std::find_if(s.locks.begin(), s.locks.end(), [&](const Range& x) {
+    return x.position == position && x.length == length;
+  });
+  if (r == s.locks.end()) return 0;
+  OVERLAPPED ov = At(position);
+  UnlockFileEx(s.handle, 0, Low(length), High(length), &ov);
+  s.locks.erase(r);
+  return 1;
+}
+
+void FileIO_SetLockTimeout(int32_t milliseconds) {
+  if (milliseconds >= 0) g_lock_timeout_ms = milliseconds;
+}
+int32_t FileIO_GetLockTimeout() { return g_lock_timeout_ms; }
+
+int32_t FileIO_Exist(const char* path) {
+  DWORD a = Attributes(path);
+  return a != INVALID_FILE_ATTRIBUTES && !(a & FILE_ATTRIBUTE_DIRECTORY) ? 1 : 0;
+}
+
+int32_t FileIO_PathExist(const char* directory) {
+  DWORD a = Attributes(directory);
+  return a != INVALID_FILE_ATTRIBUTES && (a & FILE_ATTRIBUTE_DIRECTORY) ? 1 : 0;
+}
+
+int32_t FileIO_MakeMultiPath(const char* path) {
+  std::string p = Native(path);
+  if (p.empty()) return 0;
+  for (size_t i = 1; i <= p.size(); ++i) {
+    if (i == p.size() || p[i] == '\\') {
+      std::string part = p.substr(0, i);
+      if (part.back() == ':' || part == "\\" || (part.size() == 2 && part == "\\\\")) continue;
+      if (!CreateDirectoryA(part.c_str(), nullptr) && GetLastError() != ERROR_ALREADY_EXISTS &&
+          FileIO_PathExist(part.c_str()) == 0) {
+        // A server or share name ("\\server\share") cannot be created but
+        // may exist; only a missing last component is a failure.
+        if (i == p.size()) return 0;
+      }
+    }
+  }
+  return FileIO_PathExist(path);
+}
+
+int32_t FileIO_PathCreate(const char* directory) { return FileIO_MakeMultiPath(directory); }
+
+int32_t FileIO_DeleteFile(const char* path) {
+  std::string p = Native(path);
+  return !p.empty() && FileIO_Exist(path) && DeleteFileA(p.c_str()) ? 1 : 0;
+}
+
+int32_t FileIO_DeleteFiles(const char* pattern) {
+  char dir[kMaxPath];
+  FileIO_ExtractPath(pattern, dir);
+  FindData fd;
+  FindHandle h = FileIO_FindFirstFile(pattern, &fd);
+  if (h < 0) return 0;
+  int32_t count = 0;
+  do {
+    std::string full = std::string(dir) + fd.name;
+    count += FileIO_DeleteFile(full.c_str());
+  } while (FileIO_FindNextFile(h, &fd));
+  FileIO_FindClose(h);
+  return count;
+}
+
+int32_t FileIO_RenameFile(const char* oldPath, const char* newPath) {
+  std::string from = Native(oldPath), to = Native(newPath);
+  if (from.empty() || to.empty() || fault::Fire(fault::Kind::Rename)) return 0;
+  // MoveFileA refuses an existing target.
+  return MoveFileA(from.c_str(), to.c_str()) ? 1 : 0;
+}
+
+int32_t FileIO_CopyFile(const char* source, const char* target, int32_t failIfExists) {
+  std::string from = Native(source), to = Native(target);
+  if (from.empty() || to.empty()) return 0;
+  return CopyFileA(from.c_str(), to.c_str(), failIfExists ? TRUE : FALSE) ? 1 : 0;
+}
+
+int64_t FileIO_GetLastWriteTime(const char* path) {
+  std::string p = Native(path);
+  WIN32_FILE_ATTRIBUTE_DATA data;
+  if (p.empty() || !GetFileAttributesExA(p.c_str(), GetFileExInfoStandard, &data)) return -1;
+  return UnixSeconds(data.ftLastWriteTime);
+}
+
+int64_t FileIO_GetFileAge(const char* path) {
+  int64_t t = FileIO_GetLastWriteTime(path);
+  return t < 0 ? -1 : UnixTimeNow() - t;
+}
+
+FindHandle FileIO_FindFirstFile(const char* pattern, FindData* out) {
+  return StartFind(pattern, out, false);
+}
+int32_t FileIO_FindNextFile(FindHandle h, FindData* out) { return ContinueFind(h, out); }
+void FileIO_FindClose(FindHandle h) {
+  MutexLock lock(TableMutex());
+  if (h < 0 || static_cast<size_t>(h) >= FindsInUse().size()) return;
+  FindsInUse()[static_cast<size_t>(h)] = false;
+  Finds()[static_cast<size_t>(h)] = FindState();
+}
+FindHandle FileIO_FindFirstTreeDirectory(const char* pattern, FindData* out) {
+  return StartFind(pattern, out, true);
+}
+int32_t FileIO_FindNextTreeDirectory(FindHandle h, FindData* out) { return ContinueFind(h, out); }
+
+int32_t FileIO_DoFilesInDirectoryTree(const char* startDirectory, int32_t recurse,
+                                      const char* pattern, FileVisitor callback, void* context) {
+  char dir[kMaxPath];
+  if (!CopyPath(dir, startDirectory) || callback == nullptr) return 0;
+  FileIO_MakePathName(dir);
+  std::string base(dir);
+  int32_t visited = 0;
+  FindData fd;
+  std::string mask = base + (pattern && *pattern ? pattern : "*");
+  FindHandle h = FileIO_FindFirstFile(mask.c_str(), &fd);
+  if (h >= 0) {
+    bool go = true;
+    do {
+      std::string full = base + fd.name;
+      ++visited;
+      go = callback(full.c_str(), &fd, context) != 0;
+    } while (go && FileIO_FindNextFile(h, &fd));
+    FileIO_FindClose(h);
+    if (!go) return visited;
+  }
+  if (recurse) {
+    std::string all = base + "*";
+    h = FileIO_FindFirstTreeDirectory(all.c_str(), &fd);
+    if (h >= 0) {
+      do {
+        std::string sub = base + fd.name;
+        visited += FileIO_DoFilesInDirectoryTree(sub.c_str(), recurse, pattern, callback, context);
+      } while (FileIO_FindNextTreeDirectory(h, &fd));
+      FileIO_FindClose(h);
+    }
+  }
+  return visited;
+}
+
+// Lock files: CREATE_NEW makes the creation exclusive, share mode 0 keeps
+// every other opener out for as long as the holder's handle is open, and
+// FILE_FLAG_DELETE_ON_CLOSE removes the file when that handle closes, also
+// when the holder's process dies. A lock file that exists but can be opened
+// therefore has no holder.
+FileHandle FileIO_CreateNewExclusive(const char* path, bool deleteOnClose) {
+  std::string p = Native(path);
+  if (p.empty() || fault::Fire(fault::Kind::Create)) return kInvalidHandle;
+  DWORD access = GENERIC_WRITE | (deleteOnClose ? DELETE : 0);
+  DWORD flags = FILE_ATTRIBUTE_NORMAL | (deleteOnClose ? FILE_FLAG_DELETE_ON_CLOSE : 0);
+  HANDLE h = CreateFileA(p.c_str(), access, 0, nullptr, CREATE_NEW, flags, nullptr);
+  return Register(h);
+}
+
+int32_t FileIO_LockFileHolderAlive(const char* path) {
+  std::string p = Native(path);
+  if (p.empty()) return -1;
+  HANDLE h = CreateFileA(p.c_str(), GENERIC_READ, kShareAll, nullptr, OPEN_EXISTING,
+                         FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (h != INVALID_HANDLE_VALUE) {
+    CloseHandle(h);
+    return 0;
+  }
+  DWORD err = GetLastError();
+  if (err == ERROR_FILE_NOT_FOUND || err == ERROR_PATH_NOT_FOUND) return -1;
+  // A sharing violation (the holder's share mode 0) or a file pending
+  // deletion (ERROR_ACCESS_DENIED) both mean a live holder.
+  return 1;
+}
+
+FileHandle FileIO_OpenAppend(const char* path) {
+  std::string p = Native(path);
+  if (p.empty() || fault::Fire(fault::Kind::Open)) return kInvalidHandle;
+  // FILE_APPEND_DATA without FILE_WRITE_DATA: every write goes to the end of
+  // the file in one piece, whoever else appends at the same time. Read
+  // access is there so that the handle can take byte-range locks.
+  HANDLE h = CreateFileA(p.c_str(), FILE_APPEND_DATA | FILE_READ_DATA | SYNCHRONIZE, kShareAll, nullptr,
+                         OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+  return Register(h);
+}
+
+int32_t FileIO_GetModuleDirectory(char* directory) {
+  if (directory == nullptr) return 0;
+  directory[0] = '\0';
+  // The module that contains this code: kvdata.dll, or the program itself
+  // when the library is linked statically.
+  HMODULE module = nullptr;
+  if (!GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS |
+                              GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+                          reinterpret_cast<LPCSTR>(&FileIO_GetModuleDirectory), &module)) {
+    return 0;
+  }
+  char name[MAX_PATH];
+  DWORD n = GetModuleFileNameA(module, name, sizeof name);
+  if (n == 0 || n >= sizeof name) return 0;
+  if (!CopyPath(directory, name)) return 0;
+  FileIO_PathRemoveFileName(directory);
+  return directory[0] != '\0' ? 1 : 0;
+}
+
+}  // namespace kv
