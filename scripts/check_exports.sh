@@ -17,7 +17,7 @@ grep -h '^KV_API' "$headers"/*.h | sed -E 's/\(.*//' | awk '{print $NF}' | sed '
 sed -n '/^EXPORTS/,$p' "$def" | sed -e 's/;.*//' -e 's/^[[:space:]]*//' -e 's/[[:space:]].*//' \
   | grep -v -e '^EXPORTS$' -e '^$' | sed -E -e 's/^_//' -e 's/@[0-9]+$//' | sort -u >"$tmp/def"
 if [[ "$lib" == *.dll ]]; then
-  objdump -p "$lib" | sed -n '/\[Ordinal\/Name Pointer\] Table/,/^$/p' | awk 'NF>=3 {print $NF}' \
+  objdump -p "$lib" | sed -n '/\[Ordinal\/Name Pointer\] Table/,/^$/p' | awk '/^[[:space:]]*\[ *[0-9]+\]/ {print $NF}' \
     | sed -E -e 's/^_//' -e 's/@[0-9]+$//' | sort -u >"$tmp/exported"
 else
   nm -D --defined-only "$lib" | awk '$2 ~ /^[TtWi]$/ {print $3}' | sort -u >"$tmp/exported"
@@ -34,7 +34,7 @@ exact_dll_names() {
     pei-i386) echo "$def_names" | sed -E 's/^([A-Za-z_][A-Za-z0-9_]*@[0-9]+)$/_\1/' ;;
     *) echo "$def_names" | sed -E 's/@[0-9]+$//' ;;
   esac | sort -u >"$tmp/def_exact"
-  objdump -p "$lib" | sed -n '/\[Ordinal\/Name Pointer\] Table/,/^$/p' | awk 'NF>=3 {print $NF}' \
+  objdump -p "$lib" | sed -n '/\[Ordinal\/Name Pointer\] Table/,/^$/p' | awk '/^[[:space:]]*\[ *[0-9]+\]/ {print $NF}' \
     | sort -u >"$tmp/exported_exact"
   objdump -p "$lib" | sed -n 's/^[[:space:]]*DLL Name: //p' | tr 'A-Z' 'a-z' | sort -u >"$tmp/imports"
   grep -v -E '^(kernel32|user32|gdi32|advapi32|shell32|ole32|ntdll|msvcrt|ucrtbase|ws2_32)\.dll$|^api-ms-win-' \
