@@ -67,6 +67,14 @@ add_custom_command(TARGET kvdata POST_BUILD
   COMMAND ${CMAKE_COMMAND} -E copy $<TARGET_LINKER_FILE:kvdata> $<TARGET_FILE_DIR:kvdata>/kvdata.lib
   VERBATIM)
 
+# ---- a program linked against the DLL -------------------------------------------
+if(KVDATA_BUILD_TESTS)
+  add_executable(kvdata_dll_consumer ${CMAKE_CURRENT_LIST_DIR}/dll_consumer.c)
+  target_link_libraries(kvdata_dll_consumer PRIVATE kvdata)
+  # It finds kvdata.dll beside itself, as a shop program does.
+  set_target_properties(kvdata_dll_consumer PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR})
+endif()
+
 # ---- GoogleTest for the cross toolchain ---------------------------------------
 # Debian's gtest libraries are Linux objects; its sources (libgtest-dev,
 # /usr/src/googletest) are built here with the mingw compiler instead.

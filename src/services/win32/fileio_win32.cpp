@@ -366,6 +366,15 @@ int32_t FileIO_Unlock(FileHandle h, int64_t position, int64_t length) {
   return 1;
 }
 
+int32_t FileIO_HoldsLock(FileHandle h, int64_t position, int64_t length) {
+  MutexLock lock(TableMutex());
+  if (h < 0 || static_cast<size_t>(h) >= Slots().size()) return 0;
+  for (const Range& r : Slots()[static_cast<size_t>(h)].locks) {
+    if (Overlaps(r, position, length)) return 1;
+  }
+  return 0;
+}
+
 void FileIO_SetLockTimeout(int32_t milliseconds) {
   if (milliseconds >= 0) g_lock_timeout_ms = milliseconds;
 }
