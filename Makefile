@@ -35,15 +35,17 @@ windows:
 
 # Both test suites are compiled (the 32-bit one is not run); both DLLs'
 # export tables are checked; the 64-bit suite runs under Wine in a private
-# prefix that one wineserver serves for the whole run.
+# prefix. The prefix is set up first and its server left to finish: Wine's
+# helper processes started on the way would otherwise inherit the test
+# discovery's output pipe and keep it open.
 WINE_ENV = WINEDEBUG=-all WINEPREFIX=$(CURDIR)/build-win64/wineprefix
 windows-test: windows
 	cmake --build --preset mingw-i686 -j $(JOBS)
 	cmake --build --preset mingw-x64 -j $(JOBS)
 	scripts/check_exports.sh build-win32/kvdata.dll include/kvdata src/exports/kvdata.def
 	scripts/check_exports.sh build-win64/kvdata.dll include/kvdata src/exports/kvdata.def
-	$(WINE_ENV) wineboot -i >/dev/null 2>&1 || true
-	$(WINE_ENV) wineserver -p
+	$(WINE_ENV) wineboot -i >/dev/null 2>&1
+	$(WINE_ENV) wineserver -w
 	$(WINE_ENV) ctest --preset mingw-x64; status=$$?; $(WINE_ENV) wineserver -k; exit $$status
 
 clean:

@@ -4,6 +4,20 @@
 # x86_64 test programs.
 enable_language(RC)
 
+# ---- running the tests under Wine ------------------------------------------------
+# The x86_64 test programs run under wine64 with a private prefix in the
+# build directory (created by `make windows-test`); the i686 ones are only
+# compiled, so that 32-bit faults (packing, stdcall, 64-bit offsets) still
+# show up at build time.
+if(CMAKE_CROSSCOMPILING AND CMAKE_SIZEOF_VOID_P EQUAL 8 AND NOT CMAKE_CROSSCOMPILING_EMULATOR)
+  find_program(KVDATA_WINE NAMES wine64 wine PATHS /usr/lib/wine)
+  if(KVDATA_WINE)
+    set(KVDATA_WINEPREFIX ${CMAKE_BINARY_DIR}/wineprefix)
+    set(CMAKE_CROSSCOMPILING_EMULATOR
+      /usr/bin/env WINEDEBUG=-all WINEPREFIX=${KVDATA_WINEPREFIX} ${KVDATA_WINE})
+  endif()
+endif()
+
 # ---- exported names --------------------------------------------------------
 # src/exports/kvdata.def is the one list of exported names. The linker gets a
 # per-architecture copy of it:
@@ -92,18 +106,4 @@ if(KVDATA_BUILD_TESTS AND CMAKE_CROSSCOMPILING AND NOT TARGET GTest::gtest)
   target_compile_options(gtest PUBLIC
     "SHELL:-include ${CMAKE_CURRENT_LIST_DIR}/gtest_notification_win32.h")
   # googletest's own CMake defines the GTest::gtest / GTest::gmock aliases.
-endif()
-
-# ---- running the tests under Wine ------------------------------------------------
-# The x86_64 test programs run under wine64 with a private prefix in the
-# build directory (created by `make windows-test`); the i686 ones are only
-# compiled, so that 32-bit faults (packing, stdcall, 64-bit offsets) still
-# show up at build time.
-if(CMAKE_CROSSCOMPILING AND CMAKE_SIZEOF_VOID_P EQUAL 8 AND NOT CMAKE_CROSSCOMPILING_EMULATOR)
-  find_program(KVDATA_WINE NAMES wine64 wine PATHS /usr/lib/wine)
-  if(KVDATA_WINE)
-    set(KVDATA_WINEPREFIX ${CMAKE_BINARY_DIR}/wineprefix)
-    set(CMAKE_CROSSCOMPILING_EMULATOR
-      /usr/bin/env WINEDEBUG=-all WINEPREFIX=${KVDATA_WINEPREFIX} ${KVDATA_WINE})
-  endif()
 endif()
