@@ -437,10 +437,36 @@ int32_t FileIO_RenameFile(const char* oldPath, const char* newPath) {
   return MoveFileA(from.c_str(), to.c_str()) ? 1 : 0;
 }
 
+// Copied by hand rather than with CopyFileA: the source is usually a record
+// file that other programs hold open for writing, and the copy must open it
+// with the same full sharing as they do.
 int32_t FileIO_CopyFile(const char* source, const char* target, int32_t failIfExists) {
   std::string from = Native(source), to = Native(target);
   if (from.empty() || to.empty()) return 0;
-  return CopyFileA(from.c_str(), to.c_str(), failIfExists ? TRUE : FALSE) ? 1 : 0;
+  HANDLE in = CreateFileA(from.c_str(), GENERIC_READ, kShareAll, nullptr, OPEN_EXISTING,
+                          FILE_ATTRIBUTE_NORMAL | FILE_FLAG_SEQUENTIAL_SCAN, nullptr);
+  if (in == INVALID_HANDLE_VALUE) return 0;
+  HANDLE out = CreateFileA(to.c_str(), GENERIC_WRITE, kShareAll, nullptr,
+                           failIfExists ? CREATE_NEW : CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (out == INVALID_HANDLE_VALUE) {
+    CloseHandle(in);
+    return 0;
+  }
+  std::vector<char> buf(1 << 16);
+  bool ok = true;
+  for (;;) {
+    DWORD n = 0;
+    if (!ReadFile(in, buf.data(), static_cast<DWORD>(buf.size()), &n, nullptr)) ok = false;
+    if (!ok || n == 0) break;
+    DWORD written = 0;
+    if (!WriteFile(out, buf.data(), n, &written, nullptr) || written != n) {
+      ok = false;
+      break;
+    }
+  }
+  CloseHandle(in);
+  if (!CloseHandle(out)) ok = false;
+  return ok ? 1 : 0;
 }
 
 int64_t FileIO_GetLastWriteTime(const char* path) {
