@@ -84,6 +84,31 @@ TEST_F(FileSharingTest, LocksBeyondFourGigabytesKeepTheirHighBits) {
   FileIO_Close(b);
 }
 
+#if defined(_WIN32)
+// On Windows the locks are mandatory; elsewhere only the library honours them.
+TEST_F(FileSharingTest, OnWindowsALockedRangeIsClosedToEveryOtherHandle) {
+  std::string p = MakeFile("TEILE.DBA", std::string(100, 'x'));
+  FileHandle a = FileIO_OpenRWS(p.c_str());
+  FileHandle b = FileIO_OpenRWS(p.c_str());
+  ASSERT_EQ(FileIO_Lock(a, 40, 20), 1);
+  char buf[20];
+  FileIO_SetPos(b, 50);
+  EXPECT_EQ(FileIO_Read(b, buf, 4), 0);
+  FileIO_SetPos(b, 30);
+  EXPECT_EQ(FileIO_Write(b, "0123456789ab", 12), 0);  // reaches into the range
+  FileIO_SetPos(b, 0);
+  EXPECT_EQ(FileIO_Read(b, buf, 20), 20);              // before it
+  FileIO_SetPos(a, 40);
+  EXPECT_EQ(FileIO_Write(a, "held", 4), 4);            // the holder may
+  FileIO_Unlock(a, 40, 20);
+  FileIO_SetPos(b, 40);
+  EXPECT_EQ(FileIO_Read(b, buf, 4), 4);
+  EXPECT_EQ(std::memcmp(buf, "held", 4), 0);
+  FileIO_Close(a);
+  FileIO_Close(b);
+}
+#endif
+
 // Holds a delete-on-close lock file until the stop file appears.
 KVTEST_WORKER(hold_lock_file) {
   FileHandle h = FileIO_CreateNewExclusive(args.at(0).c_str(), true);
