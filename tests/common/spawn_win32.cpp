@@ -9,6 +9,7 @@
 
 #include "kvdata/kvhost.h"
 #include "kvtest.h"
+#include "services/encoding.h"
 
 namespace kvtest {
 
@@ -40,11 +41,13 @@ std::string Quote(const std::string& arg) {
 
 // Tests run unattended: a library dialog must not wait for a click that
 // never comes. Every test program (and every worker) answers the way the
-// library's console default does elsewhere: the message on standard error,
-// a question answered "No". Tests that need another answer install their
-// own handler.
+// library's console default does elsewhere: the message on standard error
+// in UTF-8, a question answered "No", so that tests see the same output on
+// both systems. Tests that need another answer install their own handler.
 void ConsoleMessage(const char* caption, const char* text, uint32_t, void*) {
-  std::fprintf(stderr, "%s: %s\n", caption, text);
+  std::string line = kv::Cp1252ToUtf8(caption) + ": " + kv::Cp1252ToUtf8(text);
+  std::fprintf(stderr, "%s\n", line.c_str());
+  std::fflush(stderr);
 }
 int32_t ConsoleQuestion(const char* caption, const char* text, uint32_t flags, void* context) {
   ConsoleMessage(caption, text, flags, context);
