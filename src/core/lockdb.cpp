@@ -227,12 +227,11 @@ bool BlockingEnabled() { return S().blocking; }
 // here blocks nobody. Without a lock database (never initialised) the check
 // and delete run unguarded.
 Staleness RemoveStaleLockFile(const char* path, StaleTest test) {
-  constexpr int64_t kGuardByte = 0x40000000;
   constexpr int32_t kGuardAttempts = 1000;
   FileHandle guard = S().initialised ? FileIO_OpenRWS(S().dbPath) : kInvalidHandle;
   bool held = false;
   for (int32_t i = 0; guard != kInvalidHandle && i < kGuardAttempts; ++i) {
-    if (FileIO_TryLock(guard, kGuardByte, 1)) {
+    if (FileIO_TryLock(guard, kOrphanGuardByte, 1)) {
       held = true;
       break;
     }
@@ -243,7 +242,7 @@ Staleness RemoveStaleLockFile(const char* path, StaleTest test) {
     verdict = test(path);
     if (verdict != Staleness::kLive && !FileIO_DeleteFile(path)) verdict = Staleness::kLive;
   }
-  if (held) FileIO_Unlock(guard, kGuardByte, 1);
+  if (held) FileIO_Unlock(guard, kOrphanGuardByte, 1);
   FileIO_Close(guard);
   return verdict;
 }

@@ -57,6 +57,10 @@ std::string DataFile(const char* name);
 // Path of the lock file of function `name`; "" when it does not fit.
 std::string FunctionLockPath(const char* name);
 
+// The byte of MMLOCK.DBA, far beyond its 14, that a station holds while it
+// deletes an orphaned lock file.
+constexpr int64_t kOrphanGuardByte = 0x40000000;
+
 // How a lock file found in the way is to be treated.
 enum class Staleness {
   kLive,      // a holder may still use it: wait
