@@ -62,7 +62,8 @@ KV_API void AUFTRAGDBA_Init(int32_t flag, const char* path);
  * character + the path after its drive colon with a file pattern (from the
  * first '*' back to the previous separator) removed; creates it with all
  * parents. Returns that creation's result (1), 0 for an empty or null root
- * or a result longer than 259 characters. */
+ * or a result longer than 259 characters; then no archive is set (the
+ * previous one is forgotten and the order directory is the one in use). */
 KV_API int32_t AUFTRAGDBA_PLUS_ARCHIVE_Init(int32_t flag, const char* path, const char* archiveRoot);
 /* Swaps order and archive directory: 1, or 0 (nothing swapped) when the
  * archive directory does not exist. Calling it again switches back. */

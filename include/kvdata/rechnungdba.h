@@ -37,7 +37,8 @@ KV_API void RechnungDBA_Init(int32_t prefix, const char* path);
  * separator removed) followed by the invoice directory after its drive colon
  * (the whole directory when it has none), created with all parents. Returns
  * that creation's result (1), 0 for an empty or null root or a path longer
- * than 259 characters. */
+ * than 259 characters; then no archive is set (the previous one is
+ * forgotten). */
 KV_API int32_t RechnungDBA_PLUS_ARCHIVE_Init(int32_t prefix, const char* path, const char* archiveRoot);
 /* Swaps invoice and archive directory: 1, or 0 when the archive directory
  * does not exist. Calling it again switches back. */

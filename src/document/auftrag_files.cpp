@@ -70,6 +70,9 @@ void Init(int32_t flag, const char* path) {
 
 int32_t InitWithArchive(int32_t flag, const char* path, const char* archiveRoot) {
   Init(flag, path);
+  // Without a root the process works without an archive from now on.
+  g_archiveDir[0] = '\0';
+  g_inArchive = false;
   if (archiveRoot == nullptr || archiveRoot[0] == '\0' || path == nullptr) return 0;
   // The archive mirrors the order directory below the archive root: the
   // root without its last character (its separator), then the order path

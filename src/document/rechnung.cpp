@@ -44,6 +44,7 @@ void Init(int32_t prefix, const char* path) {
 
 int32_t InitWithArchive(int32_t prefix, const char* path, const char* archiveRoot) {
   Init(prefix, path);
+  g_archiveDir[0] = '\0';  // without a root the process works without an archive
   if (archiveRoot == nullptr || archiveRoot[0] == '\0' || path == nullptr) return 0;
   // The archive mirrors the invoice directory below the archive root: the
   // root with exactly one trailing separator removed, then the invoice

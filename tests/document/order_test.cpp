@@ -34,12 +34,8 @@ class Orders : public kvtest::DataDirTest {
   void SetUp() override {
     orderDir = dir() + "AUFTRAG/";
     ASSERT_EQ(std::system(("mkdir -p " + orderDir).c_str()), 0);
-    AUFTRAGDBA_Init(0, (orderDir + "AFT*.DAT").c_str());
+    AUFTRAGDBA_PLUS_ARCHIVE_Init(0, (orderDir + "AFT*.DAT").c_str(), "");  // no archive
     Nummern_Init(file("NUMMERN.DAT").c_str());
-  }
-  void TearDown() override {
-    if (AUFTRAGDBA_SwitchArchivePath() && !inArchive) AUFTRAGDBA_SwitchArchivePath();
-    kvtest::DataDirTest::TearDown();
   }
   std::string OrderPath(int32_t n) {
     char path[260];
@@ -55,7 +51,6 @@ class Orders : public kvtest::DataDirTest {
     }
   }
   std::string orderDir;
-  bool inArchive = false;
 };
 
 TEST_F(Orders, FileNamesAtEveryBoundary) {
@@ -338,12 +333,10 @@ TEST_F(Orders, ArchiveMirrorsTheOrderDirectoryAndSwitchesBack) {
   EXPECT_EQ(ReadFileBytes(archive + "AFT00011.DAT"), bytes);
 
   ASSERT_EQ(AUFTRAGDBA_SwitchArchivePath(), 1);
-  inArchive = true;
   Collected seen;
   EXPECT_EQ(AUFTRAGDBA_MitAllenAuftragsnummern(CollectNumber, &seen), 1);
   EXPECT_EQ(OrderPath(11), archive + "AFT00011.DAT");
   ASSERT_EQ(AUFTRAGDBA_SwitchArchivePath(), 1);
-  inArchive = false;
 
   EXPECT_NE(AUFTRAGDBA_Move_From_Archive(11), 0);
   EXPECT_EQ(ReadFileBytes(OrderPath(11)), bytes);
