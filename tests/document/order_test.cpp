@@ -8,6 +8,7 @@
 #include "kvdata/auftragdba.h"
 #include "kvdata/nummern.h"
 #include "kvtest.h"
+#include "services/fault.h"
 
 namespace {
 
@@ -35,6 +36,7 @@ class Orders : public kvtest::DataDirTest {
     orderDir = dir() + "AUFTRAG/";
     ASSERT_EQ(std::system(("mkdir -p " + orderDir).c_str()), 0);
     AUFTRAGDBA_PLUS_ARCHIVE_Init(0, (orderDir + "AFT*.DAT").c_str(), "");  // no archive
+    kvtest::WriteFileBytes(file("NUMMERN.DAT"), std::vector<uint8_t>(800, 0));
     Nummern_Init(file("NUMMERN.DAT").c_str());
   }
   std::string OrderPath(int32_t n) {
@@ -121,6 +123,19 @@ TEST_F(Orders, HeaderPositionsAndReferenceCopiesLieAtTheirBlocks) {
   EXPECT_EQ(buf, Block(0));
   EXPECT_EQ(AUFTRAGDBA_SchreibeAuftragsKopf(8, nullptr), 0);
   EXPECT_FALSE(FileExists(OrderPath(8)));
+
+  // A file cut inside position 3: positions 1 and 2 stay readable, 3 is
+  // missing, and a cut header reads as no order.
+  auto cut = ReadFileBytes(OrderPath(7));
+  cut.resize(static_cast<size_t>(5 * B + 10));
+  kvtest::WriteFileBytes(OrderPath(9), cut);
+  EXPECT_EQ(AUFTRAGDBA_LesePOSITION(9, 2, buf.data()), 1);
+  EXPECT_EQ(AUFTRAGDBA_LesePOSITION(9, 3, buf.data()), 0);
+  EXPECT_EQ(AUFTRAGDBA_NextFreePOSITION(9), 3);
+  cut.resize(100);
+  kvtest::WriteFileBytes(OrderPath(9), cut);
+  EXPECT_EQ(AUFTRAGDBA_LeseAuftragsKopf(9, buf.data()), 0);
+  EXPECT_EQ(AUFTRAGDBA_AuftragIstNochLeer(9), 1);
 }
 
 TEST_F(Orders, DeletedPositionsAreSkippedAndKeepTheOthersNumbered) {
@@ -401,6 +416,21 @@ TEST_F(Orders, UpgradeCarries550BlocksInto560Blocks) {
   EXPECT_EQ(ReadFileBytes(OrderPath(21)), bytes);
   EXPECT_EQ(AUFTRAGDBA_DoUpdate(560, 560), 1);
   EXPECT_EQ(AUFTRAGDBA_DoUpdate(550, 550), 1);
+}
+
+TEST_F(Orders, AFailedConversionLeavesTheOldFileWhole) {
+  const auto old = Order550(3);
+  kvtest::WriteFileBytes(OrderPath(41), old);
+  kv::fault::Arm(kv::fault::Kind::Write, 4);  // the fifth block fails
+  EXPECT_EQ(AUFTRAGDBA_DoUpdate(560, 550), 0);
+  EXPECT_EQ(ReadFileBytes(OrderPath(41)), old);
+  EXPECT_FALSE(FileExists(OrderPath(41) + "XX"));
+  kv::fault::Arm(kv::fault::Kind::Create, 0);
+  EXPECT_EQ(AUFTRAGDBA_DoUpdate(560, 550), 0);
+  EXPECT_EQ(ReadFileBytes(OrderPath(41)), old);
+  // The next run converts it.
+  EXPECT_EQ(AUFTRAGDBA_DoUpdate(560, 550), 0);
+  EXPECT_EQ(FileSize(OrderPath(41)), 7 * B);
 }
 
 TEST_F(Orders, OlderThan550IsFirstRewrittenIn550Blocks) {

@@ -117,6 +117,7 @@ TEST(EanIdentifierText, FormatsSevenAndFiveDigitsWithCheckDigit) {
 class OwnEan : public DataDirTest {
  protected:
   void SetUp() override {
+    kvtest::WriteFileBytes(file("NUMMERN.DAT"), std::vector<uint8_t>(800, 0));
     Nummern_Init(file("NUMMERN.DAT").c_str());
     EANDATA_Init(file("EANDATA.DAT").c_str());
   }
@@ -177,6 +178,14 @@ TEST_F(OwnEan, OnlyTheMarkerIsReplacedAndNothingElseIsCounted) {
   }
   EXPECT_EQ(EANDATA_ErzeugeEigeneEAN(nullptr), 0);
   EXPECT_EQ(kvtest::ReadFileBytes(file("NUMMERN.DAT")), before);
+}
+
+TEST_F(OwnEan, WithoutANumberRangeFileTheProcessEnds) {
+  // Handing out a code that could repeat is worse than stopping: reading the
+  // counters without their file ends the process.
+  Nummern_Init(file("missing/NUMMERN.DAT").c_str());
+  char code[14] = "##";
+  EXPECT_EXIT(EANDATA_ErzeugeEigeneEAN(code), ::testing::ExitedWithCode(1), "");
 }
 
 }  // namespace
