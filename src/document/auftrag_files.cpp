@@ -49,6 +49,11 @@ int32_t WriteBlockAt(FileHandle h, int64_t offset, const void* buffer, int32_t s
   return FileIO_Write(h, buffer, size) == size ? 1 : 0;
 }
 
+// Position p and, with the very same bytes (stamp included), its reference copy.
+int32_t WritePair(FileHandle h, int32_t p, void* position, const Format& f) {
+  return WritePosition(h, p, 0, position, true, f) && WritePosition(h, p, 1, position, false, f);
+}
+
 FileHandle OpenOrCreate(int32_t number) {
   char path[kMaxPath];
   CreateFileName(number, path, 1);
@@ -62,10 +67,7 @@ FileHandle OpenOrCreate(int32_t number) {
 
 void Init(int32_t flag, const char* path) {
   g_initFlag = flag;
-  char dir[kMaxPath];
-  if (!CopyPath(dir, path)) return;
-  FileIO_PathRemoveFileName(dir);
-  std::memcpy(g_orderDir, dir, sizeof dir);
+  doc::SetDirectoryFromPath(g_orderDir, path);
 }
 
 int32_t InitWithArchive(int32_t flag, const char* path, const char* archiveRoot) {
@@ -93,11 +95,7 @@ int32_t InitWithArchive(int32_t flag, const char* path, const char* archiveRoot)
 }
 
 int32_t SwitchArchivePath() {
-  if (g_archiveDir[0] == '\0' || !FileIO_PathExist(g_archiveDir)) return 0;
-  char keep[kMaxPath];
-  std::memcpy(keep, g_orderDir, kMaxPath);
-  std::memcpy(g_orderDir, g_archiveDir, kMaxPath);
-  std::memcpy(g_archiveDir, keep, kMaxPath);
+  if (!doc::SwapWithArchive(g_orderDir, g_archiveDir)) return 0;
   g_inArchive = !g_inArchive;
   return 1;
 }
@@ -224,9 +222,7 @@ int32_t WritePositionWithReference(int32_t number, int32_t p, void* position) {
   if (position == nullptr || p < 1) return 0;
   FileHandle h = Open(number);
   if (h == kInvalidHandle) return 0;
-  int32_t ok = WritePosition(h, p, 0, position, true, kFormat560);
-  // The reference copy gets the very same bytes, stamp included.
-  ok = ok && WritePosition(h, p, 1, position, false, kFormat560);
+  const int32_t ok = WritePair(h, p, position, kFormat560);
   FileIO_Close(h);
   return ok;
 }
@@ -236,8 +232,7 @@ int32_t NewPosition(int32_t number, void* position, const Format& f) {
   FileHandle h = Open(number);
   if (h == kInvalidHandle) return 0;
   const int32_t p = PositionCount(h, f) + 1;
-  int32_t ok = WritePosition(h, p, 0, position, true, f);
-  ok = ok && WritePosition(h, p, 1, position, false, f);
+  const int32_t ok = WritePair(h, p, position, f);
   FileIO_Close(h);
   return ok ? p : 0;
 }

@@ -16,6 +16,22 @@ bool JoinPath(const char* directory, const char* name, char* out) {
   out[0] = '\0';
   return false;
 }
+void SetDirectoryFromPath(char* directory, const char* path) {
+  char dir[kMaxPath];
+  if (!CopyPath(dir, path)) return;
+  FileIO_PathRemoveFileName(dir);
+  std::memcpy(directory, dir, sizeof dir);
+}
+
+int32_t SwapWithArchive(char* directory, char* archive) {
+  if (archive[0] == '\0' || !FileIO_PathExist(archive)) return 0;
+  char keep[kMaxPath];
+  std::memcpy(keep, directory, kMaxPath);
+  std::memcpy(directory, archive, kMaxPath);
+  std::memcpy(archive, keep, kMaxPath);
+  return 1;
+}
+
 std::vector<std::string> ListFiles(const char* directory, const char* pattern) {
   std::vector<std::string> files;
   char full[kMaxPath];

@@ -20,6 +20,12 @@ namespace kv::doc {
 // directory + name (a separator put between when the directory lacks one)
 // into a 260-byte buffer; false when it does not fit.
 bool JoinPath(const char* directory, const char* name, char* out);
+// directory := the directory part of path (a null or over-long path leaves
+// it unchanged). Both are 260-byte buffers.
+void SetDirectoryFromPath(char* directory, const char* path);
+// Swaps a family's working directory with its archive directory: 1, or 0
+// (nothing swapped) when the archive directory is not set or does not exist.
+int32_t SwapWithArchive(char* directory, char* archive);
 // Full paths of the files in `directory` matching `pattern`, in name order,
 // taken before the caller changes anything.
 std::vector<std::string> ListFiles(const char* directory, const char* pattern);

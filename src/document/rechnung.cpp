@@ -36,10 +36,7 @@ bool ArchiveExists() { return g_archiveDir[0] != '\0' && FileIO_PathExist(g_arch
 
 void Init(int32_t prefix, const char* path) {
   g_prefix = prefix;
-  char dir[kMaxPath];
-  if (!CopyPath(dir, path)) return;
-  FileIO_PathRemoveFileName(dir);
-  std::memcpy(g_invoiceDir, dir, sizeof dir);
+  doc::SetDirectoryFromPath(g_invoiceDir, path);
 }
 
 int32_t InitWithArchive(int32_t prefix, const char* path, const char* archiveRoot) {
@@ -64,12 +61,7 @@ int32_t InitWithArchive(int32_t prefix, const char* path, const char* archiveRoo
 }
 
 int32_t SwitchArchivePath() {
-  if (!ArchiveExists()) return 0;
-  char keep[kMaxPath];
-  std::memcpy(keep, g_invoiceDir, kMaxPath);
-  std::memcpy(g_invoiceDir, g_archiveDir, kMaxPath);
-  std::memcpy(g_archiveDir, keep, kMaxPath);
-  return 1;
+  return doc::SwapWithArchive(g_invoiceDir, g_archiveDir);
 }
 
 const char* InvoiceDirectory() { return g_invoiceDir; }

@@ -56,53 +56,41 @@ TEST(EanCheckDigit, LengthKindAndNonDigitRules) {
   EXPECT_EQ(EANDATA_IstCodeOK("400638133393X", EANDATA_KIND_EAN13), 0);
 }
 
-TEST(EanCompletion, TwelveDigitsGetTheirCheckDigitOthersStay) {
+// Runs fn on a copy of `in`; checks its result and what stands in the buffer.
+void ExpectRewrite(int32_t (*fn)(char*), const char* in, int32_t result, const char* out) {
   char code[32];
-  std::strcpy(code, "400638133393");
-  EXPECT_EQ(EANDATA_EAN_Vervollstaendigen(code), 1);
-  EXPECT_STREQ(code, "4006381333931");
-  std::strcpy(code, "978316148410");
-  EXPECT_EQ(EANDATA_EAN_AusTabelle_Vervollstaendigen(code), 1);
-  EXPECT_STREQ(code, "9783161484100");
+  std::strcpy(code, in);
+  EXPECT_EQ(fn(code), result) << in;
+  EXPECT_STREQ(code, out) << in;
+}
+
+TEST(EanCompletion, TwelveDigitsGetTheirCheckDigitOthersStay) {
+  const auto complete = EANDATA_EAN_Vervollstaendigen;
+  const auto fromTable = EANDATA_EAN_AusTabelle_Vervollstaendigen;
+  ExpectRewrite(complete, "400638133393", 1, "4006381333931");
+  ExpectRewrite(fromTable, "978316148410", 1, "9783161484100");
   // A leading zero: both forms give the same digit.
-  char a[32] = "012345678901", b[32] = "012345678901";
-  EXPECT_EQ(EANDATA_EAN_Vervollstaendigen(a), 1);
-  EXPECT_EQ(EANDATA_EAN_AusTabelle_Vervollstaendigen(b), 1);
-  EXPECT_STREQ(a, b);
+  ExpectRewrite(complete, "012345678901", 1, "0123456789012");
+  ExpectRewrite(fromTable, "012345678901", 1, "0123456789012");
   // Other lengths are only validated.
-  std::strcpy(code, "4006381333931");
-  EXPECT_EQ(EANDATA_EAN_Vervollstaendigen(code), 1);
-  EXPECT_STREQ(code, "4006381333931");
-  std::strcpy(code, "12345");
-  EXPECT_EQ(EANDATA_EAN_Vervollstaendigen(code), 0);
-  EXPECT_STREQ(code, "12345");
+  ExpectRewrite(complete, "4006381333931", 1, "4006381333931");
+  ExpectRewrite(complete, "12345", 0, "12345");
   // Non-digits add nothing to the completion sum, but the result then fails
-  // validation, where they count -1.
-  std::strcpy(code, "40063813339A");
-  EXPECT_EQ(EANDATA_EAN_Vervollstaendigen(code), 0);
-  EXPECT_EQ(std::strlen(code), 13u);
-  EXPECT_EQ(EANDATA_EAN_Vervollstaendigen(nullptr), 0);
-  EXPECT_EQ(EANDATA_EAN_AusTabelle_Vervollstaendigen(nullptr), 0);
+  // validation, where they count -1. Without the 3 (weight 3) of
+  // 400638133393 the sum drops by 9: check digit 1 becomes 0.
+  ExpectRewrite(complete, "40063813339A", 0, "40063813339A0");
+  EXPECT_EQ(complete(nullptr), 0);
+  EXPECT_EQ(fromTable(nullptr), 0);
 }
 
 TEST(EanCompletion, UpcWideningPrependsZeroOrEmptiesTheBuffer) {
-  char code[32];
-  std::strcpy(code, "012345678905");
-  EXPECT_EQ(EANDATA_EAN_KomplettierenbeiUPC(code), 1);
-  EXPECT_STREQ(code, "0012345678905");
-  std::strcpy(code, "036000291452");
-  EXPECT_EQ(EANDATA_EAN_KomplettierenbeiUPC(code), 1);
-  EXPECT_STREQ(code, "0036000291452");
-  std::strcpy(code, "200000000004");  // right digit, but not a UPC-A prefix
-  EXPECT_EQ(EANDATA_EAN_KomplettierenbeiUPC(code), 0);
-  EXPECT_STREQ(code, "");
-  std::strcpy(code, "036000291453");
-  EXPECT_EQ(EANDATA_EAN_KomplettierenbeiUPC(code), 0);
-  EXPECT_STREQ(code, "");
-  std::strcpy(code, "4006381333931");  // already EAN-13: left alone
-  EXPECT_EQ(EANDATA_EAN_KomplettierenbeiUPC(code), 1);
-  EXPECT_STREQ(code, "4006381333931");
-  EXPECT_EQ(EANDATA_EAN_KomplettierenbeiUPC(nullptr), 0);
+  const auto widen = EANDATA_EAN_KomplettierenbeiUPC;
+  ExpectRewrite(widen, "012345678905", 1, "0012345678905");
+  ExpectRewrite(widen, "036000291452", 1, "0036000291452");
+  ExpectRewrite(widen, "200000000004", 0, "");  // right digit, but not a UPC-A prefix
+  ExpectRewrite(widen, "036000291453", 0, "");
+  ExpectRewrite(widen, "4006381333931", 1, "4006381333931");  // already EAN-13
+  EXPECT_EQ(widen(nullptr), 0);
 }
 
 TEST(EanIdentifierText, FormatsSevenAndFiveDigitsWithCheckDigit) {
