@@ -2,6 +2,7 @@
 // status round trips, archive moves and the upgrade steps over the invoice
 // and archive directories.
 #include <cstring>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -21,7 +22,7 @@ class Invoices : public kvtest::DataDirTest {
  protected:
   void SetUp() override {
     invoiceDir = dir() + "RECHNUNG/";
-    ASSERT_EQ(std::system(("mkdir -p " + invoiceDir).c_str()), 0);
+    ASSERT_TRUE(std::filesystem::create_directories(invoiceDir));
     RechnungDBA_PLUS_ARCHIVE_Init(7, (invoiceDir + "RECH*.*").c_str(), "");  // no archive
   }
   std::string PathOf(int32_t n) {

@@ -1,6 +1,7 @@
 // Order files: names, the block layout on disk, positions, numbers, walks,
 // archive and the upgrade from 3980-byte blocks.
 #include <cstring>
+#include <filesystem>
 #include <ctime>
 #include <string>
 #include <vector>
@@ -34,7 +35,7 @@ class Orders : public kvtest::DataDirTest {
  protected:
   void SetUp() override {
     orderDir = dir() + "AUFTRAG/";
-    ASSERT_EQ(std::system(("mkdir -p " + orderDir).c_str()), 0);
+    ASSERT_TRUE(std::filesystem::create_directories(orderDir));
     AUFTRAGDBA_PLUS_ARCHIVE_Init(0, (orderDir + "AFT*.DAT").c_str(), "");  // no archive
     kvtest::WriteFileBytes(file("NUMMERN.DAT"), std::vector<uint8_t>(800, 0));
     Nummern_Init(file("NUMMERN.DAT").c_str());
