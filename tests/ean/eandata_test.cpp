@@ -6,6 +6,7 @@
 #include "kvdata/eandata.h"
 #include "kvdata/eanteile.h"
 #include "kvdata/nummern.h"
+#include "ean/eandata.h"
 #include "kvtest.h"
 
 namespace {
@@ -129,6 +130,7 @@ TEST_F(OwnEan, SequenceRunsAcrossTheArticlePartRollOver) {
   EXPECT_EQ(Counter(11), 3);
   EXPECT_EQ(Counter(10), 77);  // neighbours untouched
   EXPECT_EQ(kvtest::FileSize(file("NUMMERN.DAT")), 800);
+  EXPECT_EQ(std::string(kv::ean::DataDirectory()), dir());  // from EANDATA_Init
 }
 
 TEST_F(OwnEan, OutOfRangeCountersRestartAtTheFirstOwnCode) {
