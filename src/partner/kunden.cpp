@@ -10,22 +10,6 @@ namespace kv::partner {
 
 namespace {
 
-// Callback walks report progress through a trampoline: the walker calls a
-// plain function, which steps the display and calls the caller's callback.
-// The context is process-wide (walks run on one thread) and saved around
-// each walk, so a callback may itself start a walk.
-struct WalkContext {
-  DbaItemCallback callback;
-  WalkProgress* progress;
-};
-WalkContext* g_walk = nullptr;
-
-int32_t KV_CALLBACK Trampoline(int32_t item, void* record) {
-  WalkContext* c = g_walk;
-  c->progress->Step();
-  return c->callback(item, record);
-}
-
 Kunde* AsKunde(void* record) { return static_cast<Kunde*>(record); }
 
 }  // namespace
@@ -127,14 +111,10 @@ int32_t MaxNumber() {
   return ok ? h.slotCount : 0;
 }
 
+// The engine's walkers report their progress themselves.
 int32_t ForEach(DbaFile& file, DbaItemCallback callback, bool readWrite) {
   if (callback == nullptr) return 0;
-  WalkProgress progress(file.path, DBA_UsedITEMs(&file));
-  WalkContext context{callback, &progress};
-  WalkContext* outer = g_walk;
-  g_walk = &context;
-  DbaFile* result = readWrite ? DBA_MitAllenITEMsRW(&file, Trampoline) : DBA_MitJedemITEM(&file, Trampoline);
-  g_walk = outer;
+  DbaFile* result = readWrite ? DBA_MitAllenITEMsRW(&file, callback) : DBA_MitJedemITEM(&file, callback);
   return result != nullptr ? 1 : 0;
 }
 
