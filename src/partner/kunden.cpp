@@ -47,18 +47,19 @@ int32_t Delete(int32_t number) {
   // A number past the end of the file is not a customer: writing the cleared
   // record there would grow the file behind the header's back.
   if (!DBA_ReadDATA(&f, number, &k)) return 1;
-  // Freeing a free record again would link it into the free chain twice and
-  // hand its number out to two new customers.
-  bool inUse = k.refCount != -1;
-  if (inUse) {
-    Clear(k);
-    DBA_WriteDATA(&f, number, &k);
-    DBA_DeleteITEM(&f, number);
-  }
+  // The search entries are zeroed while the number is still ours: once it
+  // is freed another workstation may take it and write its own entries.
   KundeSuchEintrag name{};
   WriteSearchEntry(NameSearchFile(), number, &name, sizeof name);
   KundeBLZSuchEintrag bank{};
   WriteSearchEntry(BankSearchFile(), number, &bank, sizeof bank);
+  // Freeing a free record again would link it into the free chain twice and
+  // hand its number out to two new customers.
+  if (k.refCount != -1) {
+    Clear(k);
+    DBA_WriteDATA(&f, number, &k);
+    DBA_DeleteITEM(&f, number);
+  }
   return 1;
 }
 
