@@ -2,8 +2,9 @@
 #include "services/sepa.h"
 
 #include <cstring>
-#include <map>
+#include <algorithm>
 #include <string>
+#include <vector>
 
 #include "services/fileio.h"
 
@@ -29,12 +30,20 @@ int32_t CheckDigits(const std::string& bban, const char* country) {
   return 98 - rest;
 }
 
-// The parsed bank-code table of one file version.
+// One line of the bank-code table that carries a BIC. (A type of this file
+// only, so that no container instantiation leaves the library's exports.)
+struct BicEntry {
+  char bankCode[9];
+  char bic[kBicSize];
+};
+
+// The parsed bank-code table of one file version, sorted by bank code with
+// lines of the same bank code in file order.
 struct BicTable {
   std::string path;
   int64_t lastWrite = -1;
   int64_t size = -1;
-  std::map<std::string, std::string> bics;  // bank code -> BIC
+  std::vector<BicEntry> bics;
 };
 
 std::string& DataDirectory() {
@@ -50,14 +59,19 @@ BicTable& Table() {
 constexpr size_t kBicColumn = 139;  // column 140, 0-based
 constexpr size_t kBicLength = 11;   // columns 140-150
 
-void ParseLine(const std::string& line, std::map<std::string, std::string>& bics) {
+void ParseLine(const std::string& line, std::vector<BicEntry>& bics) {
   if (line.size() < 8 || !AllDigits(line.c_str(), 8)) return;
   if (line.size() <= kBicColumn) return;
   std::string bic = line.substr(kBicColumn, kBicLength);
   while (!bic.empty() && (bic.back() == ' ' || bic.back() == '\r')) bic.pop_back();
   if (bic.empty()) return;
-  bics.emplace(line.substr(0, 8), bic);  // the first line with a BIC wins
+  BicEntry e{};
+  std::memcpy(e.bankCode, line.data(), 8);
+  std::memcpy(e.bic, bic.data(), bic.size());
+  bics.push_back(e);
 }
+
+bool CodeLess(const BicEntry& a, const BicEntry& b) { return std::strcmp(a.bankCode, b.bankCode) < 0; }
 
 // Loads the table when the file is new or has changed since the last load.
 // False when there is no readable file.
@@ -87,6 +101,7 @@ bool LoadTable(const std::string& path) {
     ParseLine(text.substr(start, end - start), t.bics);
     start = end + 1;
   }
+  std::stable_sort(t.bics.begin(), t.bics.end(), CodeLess);  // the first line of a bank wins
   t.path = path;
   t.size = size;
   t.lastWrite = lastWrite;
@@ -120,9 +135,12 @@ int32_t SEPA_BANKEN_BIC_Ermitteln(const char* bankCode, char* bic) {
   if (bankCode == nullptr || strnlen(bankCode, 9) != 8) return 0;
   std::string path = DataDirectory() + kBankCodeFile;
   if (!LoadTable(path)) return 0;
-  auto it = Table().bics.find(std::string(bankCode, 8));
-  if (it == Table().bics.end()) return 0;
-  std::memcpy(bic, it->second.c_str(), it->second.size() + 1);
+  BicEntry key{};
+  std::memcpy(key.bankCode, bankCode, 8);
+  const std::vector<BicEntry>& bics = Table().bics;
+  auto it = std::lower_bound(bics.begin(), bics.end(), key, CodeLess);
+  if (it == bics.end() || std::strcmp(it->bankCode, key.bankCode) != 0) return 0;
+  std::memcpy(bic, it->bic, sizeof it->bic);
   return 1;
 }
 

@@ -71,6 +71,14 @@ TEST_F(SepaBicTest, LooksUpTheBicOfTheBankCodeAndFollowsFileChanges) {
   EXPECT_EQ(SEPA_BANKEN_BIC_Ermitteln("20050550", bic), 0);
   EXPECT_EQ(SEPA_BANKEN_BIC_Ermitteln("10010010", bic), 0);
   EXPECT_EQ(SEPA_BANKEN_BIC_Ermitteln("3704004", bic), 0);  // not a bank code
+
+  // Of several lines with a BIC, the first one counts.
+  std::string text = kvtest::BlzLine("50010517", '2', "Zweig", "") + kvtest::BlzLine("50010517", '1', "Erste", "INGDDEFFXXX") +
+                     kvtest::BlzLine("10010010", '1', "Andere", "PBNKDEFFXXX") +
+                     kvtest::BlzLine("50010517", '2', "Spaeter", "INGDDEFF500");
+  kvtest::WriteFileBytes(file("BLZ.TXT"), std::vector<uint8_t>(text.begin(), text.end()));
+  ASSERT_EQ(SEPA_BANKEN_BIC_Ermitteln("50010517", bic), 1);
+  EXPECT_STREQ(bic, "INGDDEFFXXX");
 }
 
 }  // namespace
