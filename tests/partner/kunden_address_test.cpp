@@ -122,7 +122,7 @@ TEST_F(KundenAddressTest, UnterminatedStringsStayInsideTheirFields) {
   KundeSuchEintrag e;
   ASSERT_EQ(KundenSuchDBA_Read(n, &e), 1);
   EXPECT_EQ(std::string(e.name, 7), "XXXXXXX");
-  EXPECT_EQ(e.terminator, 0);
+  EXPECT_EQ(+e.terminator, 0);
 }
 
 }  // namespace

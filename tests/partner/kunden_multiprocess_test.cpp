@@ -75,15 +75,15 @@ TEST_F(KundenMultiProcessTest, ConcurrentWritersLeaveConsistentFiles) {
     ASSERT_EQ(KundenSuchDBA_Read(n, &e), 1);
     ASSERT_EQ(KundenBLZSuchDBA_Read(n, &b), 1);
     if (g_walked.count(n)) {
-      EXPECT_EQ(k.refCount, 1);
-      EXPECT_EQ(e.marker, KUNDE_SUCH_MARKER);
+      EXPECT_EQ(+k.refCount, 1);
+      EXPECT_EQ(+e.marker, KUNDE_SUCH_MARKER);
       EXPECT_EQ(std::string(e.name, strnlen(e.name, 7)), std::string(k.surname).substr(0, 7));
       EXPECT_STREQ(b.bankCode, k.bankCode);
       EXPECT_STREQ(b.accountNumber, k.accountNumber);
     } else {
-      EXPECT_EQ(k.refCount, -1) << n;
-      EXPECT_EQ(e.marker, 0u) << n;
-      EXPECT_EQ(b.marker, 0u) << n;
+      EXPECT_EQ(+k.refCount, -1) << n;
+      EXPECT_EQ(+e.marker, 0u) << n;
+      EXPECT_EQ(+b.marker, 0u) << n;
     }
   }
 }

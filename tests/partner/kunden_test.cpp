@@ -106,7 +106,7 @@ TEST_F(KundenTest, BlockTransfersStopOneShortOfTheLastNumber) {
   ASSERT_EQ(KundenDBA_ReadBlock(10, read.data(), 3), 1);
   for (int i = 0; i < 3; ++i) {
     EXPECT_EQ(std::string(read[i].surname), "Block" + std::to_string(i));
-    EXPECT_EQ(read[i].lastWriteDate, kv::TEXDEFS_Heute(nullptr));
+    EXPECT_EQ(+read[i].lastWriteDate, kv::TEXDEFS_Heute(nullptr));
   }
   EXPECT_EQ(KundenDBA_Close(), 1);
   // Outside an open bracket the block functions fail.
@@ -156,7 +156,7 @@ TEST_F(KundenTest, DeclarationFlagLeavesSearchEntriesAndUsableFlagReachesAll) {
   ASSERT_EQ(KundenDBA_KundenAlleBenutzbar(), 1);
   Kunde back;
   ASSERT_EQ(KundenDBA_LeseKunde(n, &back), 1);
-  EXPECT_EQ(back.flags, KUNDE_FLAG_BENUTZBAR | KUNDE_FLAG_ERKLAERUNG);
+  EXPECT_EQ(+back.flags, static_cast<int>(KUNDE_FLAG_BENUTZBAR | KUNDE_FLAG_ERKLAERUNG));
 }
 
 TEST_F(KundenTest, ReorganisationKeepsNamedCustomersAndFreesTheRest) {
@@ -182,14 +182,14 @@ TEST_F(KundenTest, ReorganisationKeepsNamedCustomersAndFreesTheRest) {
 
   Kunde back;
   ASSERT_EQ(KundenDBA_LeseKunde(noFlags, &back), 1);
-  EXPECT_EQ(back.refCount, 1);
+  EXPECT_EQ(+back.refCount, 1);
   EXPECT_STREQ(back.text1, "keep me");
   ASSERT_EQ(KundenDBA_LeseKunde(empty, &back), 1);
-  EXPECT_EQ(back.refCount, -1);
+  EXPECT_EQ(+back.refCount, -1);
   EXPECT_STREQ(back.street, "");
-  EXPECT_EQ(back.code4, 33);
+  EXPECT_EQ(+back.code4, 33);
   ASSERT_EQ(KundenDBA_LeseKunde(flaggedNoName, &back), 1);
-  EXPECT_EQ(back.refCount, 1);
+  EXPECT_EQ(+back.refCount, 1);
   ASSERT_EQ(KundenDBA_LeseKunde(named, &back), 1);
   EXPECT_STREQ(back.surname, "Named");
   // The free chain comes out ascending.

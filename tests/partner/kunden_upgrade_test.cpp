@@ -156,7 +156,7 @@ TEST_F(KundenUpgradeTest, From520To540MovesEveryFieldAndDerivesIbanAndBic) {
   EXPECT_EQ(KundenDBA_NeuerKunde(), 4);
   KundeSuchEintrag e;
   ASSERT_EQ(KundenSuchDBA_Read(2, &e), 1);
-  EXPECT_EQ(e.marker, KUNDE_SUCH_MARKER);
+  EXPECT_EQ(+e.marker, KUNDE_SUCH_MARKER);
   EXPECT_EQ(std::string(e.name, 7), "C2@81xx");
   KundeBLZSuchEintrag b;
   ASSERT_EQ(KundenBLZSuchDBA_Read(5, &b), 1);
