@@ -628,6 +628,7 @@ FileHandle FileIO_OpenAppend(const char* path) {
 int32_t FileIO_GetModuleDirectory(char* directory) {
   if (directory == nullptr) return 0;
   directory[0] = '\0';
+  if (const char* forced = FileIO_ModuleDirectoryOverride()) return CopyPath(directory, forced) ? 1 : 0;
   // The module that contains this code: kvdata.dll, or the program itself
   // when the library is linked statically.
   HMODULE module = nullptr;
