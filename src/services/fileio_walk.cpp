@@ -1,11 +1,78 @@
-// File operations built only on the platform's own FileIO_* calls (find,
-// delete, last-write time), the same on every system.
+// File operations built only on the platform's own calls, the same on every
+// system: directory listings in name order, wildcard delete, file age and
+// the walk over a directory tree.
+#include <algorithm>
+#include <climits>
+#include <cstring>
+#include <map>
 #include <string>
+#include <vector>
 
 #include "services/fileio.h"
+#include "services/fileio_list.h"
 #include "services/platform.h"
 
 namespace kv {
+
+namespace {
+
+// An open listing: its matches sorted by name, handed out one by one. Name
+// order makes every walk see the same order on every file system.
+struct Listing {
+  std::vector<FindData> entries;
+  size_t next = 0;
+};
+
+Mutex& ListingMutex() {
+  static Mutex m;
+  return m;
+}
+std::map<FindHandle, Listing>& Listings() {
+  static std::map<FindHandle, Listing> table;
+  return table;
+}
+FindHandle g_next_listing = 1;
+
+FindHandle StartListing(const char* pattern, FindData* out, bool directories) {
+  Listing listing;
+  if (out == nullptr || !ListDirectoryMatches(pattern, directories, &listing.entries) ||
+      listing.entries.empty()) {
+    return -1;
+  }
+  std::sort(listing.entries.begin(), listing.entries.end(),
+            [](const FindData& a, const FindData& b) { return std::strcmp(a.name, b.name) < 0; });
+  *out = listing.entries[0];
+  listing.next = 1;
+  MutexLock lock(ListingMutex());
+  FindHandle id = g_next_listing++;
+  if (g_next_listing == INT32_MAX) g_next_listing = 1;
+  Listings()[id] = std::move(listing);
+  return id;
+}
+
+int32_t ContinueListing(FindHandle h, FindData* out) {
+  if (out == nullptr) return 0;
+  MutexLock lock(ListingMutex());
+  auto it = Listings().find(h);
+  if (it == Listings().end() || it->second.next >= it->second.entries.size()) return 0;
+  *out = it->second.entries[it->second.next++];
+  return 1;
+}
+
+}  // namespace
+
+FindHandle FileIO_FindFirstFile(const char* pattern, FindData* out) {
+  return StartListing(pattern, out, false);
+}
+int32_t FileIO_FindNextFile(FindHandle h, FindData* out) { return ContinueListing(h, out); }
+void FileIO_FindClose(FindHandle h) {
+  MutexLock lock(ListingMutex());
+  Listings().erase(h);
+}
+FindHandle FileIO_FindFirstTreeDirectory(const char* pattern, FindData* out) {
+  return StartListing(pattern, out, true);
+}
+int32_t FileIO_FindNextTreeDirectory(FindHandle h, FindData* out) { return ContinueListing(h, out); }
 
 int32_t FileIO_DeleteFiles(const char* pattern) {
   char dir[kMaxPath];

@@ -32,6 +32,7 @@
 
 #include "services/fault.h"
 #include "services/fileio.h"
+#include "services/fileio_list.h"
 #include "services/platform.h"
 
 namespace kv {
@@ -48,11 +49,6 @@ struct HandleInfo {
   std::string deleteOnClose;  // path to remove when the handle closes
 };
 
-struct FindState {
-  std::vector<FindData> entries;
-  size_t next = 0;
-};
-
 Mutex& TableMutex() {
   static Mutex m;
   return m;
@@ -61,11 +57,6 @@ std::map<int, HandleInfo>& Handles() {
   static std::map<int, HandleInfo> table;
   return table;
 }
-std::map<int, FindState>& Finds() {
-  static std::map<int, FindState> table;
-  return table;
-}
-int g_next_find = 1;
 int32_t g_lock_timeout_ms = 10000;
 
 // The native form of a path: '\' becomes '/'. Empty when the path is null,
@@ -171,49 +162,28 @@ void FillFindData(const std::string& dir, const char* name, FindData* out) {
   }
 }
 
-// Lists the entries of the pattern's directory whose names match; files or
-// directories only.
-FindHandle StartFind(const char* pattern, FindData* out, bool directories) {
+}  // namespace
+
+bool ListDirectoryMatches(const char* pattern, bool directories, std::vector<FindData>* out) {
   std::string p = Native(pattern);
-  if (p.empty() || out == nullptr) return -1;
+  if (p.empty()) return false;
   size_t cut = p.rfind('/');
   std::string dir = cut == std::string::npos ? std::string() : p.substr(0, cut + 1);
   std::string mask = cut == std::string::npos ? p : p.substr(cut + 1);
   if (mask.empty()) mask.push_back('*');
   DIR* d = opendir(dir.empty() ? "." : dir.c_str());
-  if (d == nullptr) return -1;
-  FindState state;
+  if (d == nullptr) return false;
   while (struct dirent* e = readdir(d)) {
     if (std::strcmp(e->d_name, ".") == 0 || std::strcmp(e->d_name, "..") == 0) continue;
     if (!WildcardMatch(mask.c_str(), e->d_name)) continue;
     FindData fd;
     FillFindData(dir, e->d_name, &fd);
     if ((fd.isDirectory != 0) != directories) continue;
-    state.entries.push_back(fd);
+    out->push_back(fd);
   }
   closedir(d);
-  if (state.entries.empty()) return -1;
-  std::sort(state.entries.begin(), state.entries.end(),
-            [](const FindData& a, const FindData& b) { return std::strcmp(a.name, b.name) < 0; });
-  *out = state.entries[0];
-  state.next = 1;
-  MutexLock lock(TableMutex());
-  int id = g_next_find++;
-  if (g_next_find == INT32_MAX) g_next_find = 1;
-  Finds()[id] = std::move(state);
-  return id;
+  return true;
 }
-
-int32_t ContinueFind(FindHandle h, FindData* out) {
-  if (out == nullptr) return 0;
-  MutexLock lock(TableMutex());
-  auto it = Finds().find(h);
-  if (it == Finds().end() || it->second.next >= it->second.entries.size()) return 0;
-  *out = it->second.entries[it->second.next++];
-  return 1;
-}
-
-}  // namespace
 
 FileHandle FileIO_OpenRWS(const char* path) { return OpenWith(path, O_RDWR, fault::Kind::Open); }
 FileHandle FileIO_OpenROS(const char* path) { return OpenWith(path, O_RDONLY, fault::Kind::Open); }
@@ -413,19 +383,6 @@ int64_t FileIO_GetLastWriteTime(const char* path) {
   if (p.empty() || stat(p.c_str(), &st) != 0) return -1;
   return st.st_mtime;
 }
-
-FindHandle FileIO_FindFirstFile(const char* pattern, FindData* out) {
-  return StartFind(pattern, out, false);
-}
-int32_t FileIO_FindNextFile(FindHandle h, FindData* out) { return ContinueFind(h, out); }
-void FileIO_FindClose(FindHandle h) {
-  MutexLock lock(TableMutex());
-  Finds().erase(h);
-}
-FindHandle FileIO_FindFirstTreeDirectory(const char* pattern, FindData* out) {
-  return StartFind(pattern, out, true);
-}
-int32_t FileIO_FindNextTreeDirectory(FindHandle h, FindData* out) { return ContinueFind(h, out); }
 
 // A delete-on-close lock file is made under a private name, locked, and only
 // then linked to its real name: link() fails when the name exists, so the

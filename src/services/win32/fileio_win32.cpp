@@ -24,6 +24,7 @@
 
 #include "services/fault.h"
 #include "services/fileio.h"
+#include "services/fileio_list.h"
 #include "services/platform.h"
 
 namespace kv {
@@ -48,11 +49,6 @@ struct Slot {
   std::vector<Range> locks;  // ranges locked through this handle
 };
 
-struct FindState {
-  std::vector<FindData> entries;
-  size_t next = 0;
-};
-
 Mutex& TableMutex() {
   static Mutex m;
   return m;
@@ -61,14 +57,6 @@ Mutex& TableMutex() {
 std::vector<Slot>& Slots() {
   static std::vector<Slot> table;
   return table;
-}
-std::vector<FindState>& Finds() {
-  static std::vector<FindState> table;
-  return table;
-}
-std::vector<bool>& FindsInUse() {
-  static std::vector<bool> used;
-  return used;
 }
 int32_t g_lock_timeout_ms = 10000;
 
@@ -233,66 +221,6 @@ void FillFindData(const WIN32_FIND_DATAA& w, FindData* out) {
   out->isDirectory = (w.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) ? 1 : 0;
 }
 
-int32_t StoreFind(FindState&& state) {
-  MutexLock lock(TableMutex());
-  auto& used = FindsInUse();
-  for (size_t i = 0; i < used.size(); ++i) {
-    if (!used[i]) {
-      used[i] = true;
-      Finds()[i] = std::move(state);
-      return static_cast<int32_t>(i);
-    }
-  }
-  used.push_back(true);
-  Finds().push_back(std::move(state));
-  return static_cast<int32_t>(used.size() - 1);
-}
-
-// Lists the entries of the pattern's directory whose names match; files or
-// directories only, sorted by name so that walks see the same order as on
-// POSIX (FindFirstFile's own order depends on the file system).
-FindHandle StartFind(const char* pattern, FindData* out, bool directories) {
-  std::string p = Native(pattern);
-  if (p.empty() || out == nullptr) return -1;
-  size_t cut = p.find_last_of("\\:");
-  std::string mask = cut == std::string::npos ? p : p.substr(cut + 1);
-  std::string dir = cut == std::string::npos ? std::string() : p.substr(0, cut + 1);
-  if (mask.empty()) mask.push_back('*');
-  // The system matches short (8.3) names too; list everything and match the
-  // long names ourselves, with the same rules as everywhere else.
-  std::string all = dir + "*";
-  WIN32_FIND_DATAA w;
-  HANDLE f = FindFirstFileA(all.c_str(), &w);
-  if (f == INVALID_HANDLE_VALUE) return -1;
-  FindState state;
-  do {
-    if (std::strcmp(w.cFileName, ".") == 0 || std::strcmp(w.cFileName, "..") == 0) continue;
-    if (!WildcardMatch(mask.c_str(), w.cFileName)) continue;
-    bool isDir = (w.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
-    if (isDir != directories) continue;
-    FindData fd;
-    FillFindData(w, &fd);
-    state.entries.push_back(fd);
-  } while (FindNextFileA(f, &w));
-  FindClose(f);
-  if (state.entries.empty()) return -1;
-  std::sort(state.entries.begin(), state.entries.end(),
-            [](const FindData& a, const FindData& b) { return std::strcmp(a.name, b.name) < 0; });
-  *out = state.entries[0];
-  state.next = 1;
-  return StoreFind(std::move(state));
-}
-
-int32_t ContinueFind(FindHandle h, FindData* out) {
-  if (out == nullptr) return 0;
-  MutexLock lock(TableMutex());
-  if (h < 0 || static_cast<size_t>(h) >= FindsInUse().size() || !FindsInUse()[h]) return 0;
-  FindState& s = Finds()[static_cast<size_t>(h)];
-  if (s.next >= s.entries.size()) return 0;
-  *out = s.entries[s.next++];
-  return 1;
-}
-
 DWORD Attributes(const char* path) {
   std::string p = Native(path);
   if (p.empty()) return INVALID_FILE_ATTRIBUTES;
@@ -305,6 +233,33 @@ DWORD Attributes(const char* path) {
 }
 
 }  // namespace
+
+// The system also matches the short 8.3 names ("*.DAT" would find
+// "X.DATX"); so the whole directory is listed and the long names are matched
+// here, with the same rules as everywhere else.
+bool ListDirectoryMatches(const char* pattern, bool directories, std::vector<FindData>* out) {
+  std::string p = Native(pattern);
+  if (p.empty()) return false;
+  size_t cut = p.find_last_of("\\:");
+  std::string mask = cut == std::string::npos ? p : p.substr(cut + 1);
+  std::string dir = cut == std::string::npos ? std::string() : p.substr(0, cut + 1);
+  if (mask.empty()) mask.push_back('*');
+  std::string all = dir + "*";
+  WIN32_FIND_DATAA w;
+  HANDLE f = FindFirstFileA(all.c_str(), &w);
+  if (f == INVALID_HANDLE_VALUE) return GetLastError() == ERROR_FILE_NOT_FOUND;
+  do {
+    if (std::strcmp(w.cFileName, ".") == 0 || std::strcmp(w.cFileName, "..") == 0) continue;
+    if (!WildcardMatch(mask.c_str(), w.cFileName)) continue;
+    bool isDir = (w.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+    if (isDir != directories) continue;
+    FindData fd;
+    FillFindData(w, &fd);
+    out->push_back(fd);
+  } while (FindNextFileA(f, &w));
+  FindClose(f);
+  return true;
+}
 
 FileHandle FileIO_OpenRWS(const char* path) {
   return OpenWith(path, GENERIC_READ | GENERIC_WRITE, OPEN_EXISTING, fault::Kind::Open);
@@ -514,21 +469,6 @@ int64_t FileIO_GetLastWriteTime(const char* path) {
   if (p.empty() || !GetFileAttributesExA(p.c_str(), GetFileExInfoStandard, &data)) return -1;
   return UnixSeconds(data.ftLastWriteTime);
 }
-
-FindHandle FileIO_FindFirstFile(const char* pattern, FindData* out) {
-  return StartFind(pattern, out, false);
-}
-int32_t FileIO_FindNextFile(FindHandle h, FindData* out) { return ContinueFind(h, out); }
-void FileIO_FindClose(FindHandle h) {
-  MutexLock lock(TableMutex());
-  if (h < 0 || static_cast<size_t>(h) >= FindsInUse().size()) return;
-  FindsInUse()[static_cast<size_t>(h)] = false;
-  Finds()[static_cast<size_t>(h)] = FindState();
-}
-FindHandle FileIO_FindFirstTreeDirectory(const char* pattern, FindData* out) {
-  return StartFind(pattern, out, true);
-}
-int32_t FileIO_FindNextTreeDirectory(FindHandle h, FindData* out) { return ContinueFind(h, out); }
 
 // Lock files: CREATE_NEW makes the creation exclusive, share mode 0 keeps
 // every other opener out for as long as the holder's handle is open, and
