@@ -1,8 +1,10 @@
-// What each platform's file layer supplies to the shared directory listing
-// (fileio_walk.cpp): the raw matches of one pattern.
+// Between the platforms' file layers and the parts they share
+// (fileio_walk.cpp): the platform lists the raw matches of a pattern, the
+// shared part turns paths into the system's form.
 #ifndef KV_SERVICES_FILEIO_LIST_H
 #define KV_SERVICES_FILEIO_LIST_H
 
+#include <string>
 #include <vector>
 
 #include "services/fileio.h"
@@ -14,6 +16,10 @@ namespace kv {
 // directories only; never "." or "..". Order does not matter. False when the
 // pattern is unusable or the directory cannot be read.
 bool ListDirectoryMatches(const char* pattern, bool directories, std::vector<FindData>* out);
+
+// The path with every separator turned into kPathSep; empty when the path is
+// null, empty or too long (which then fails like a missing file).
+std::string NativePath(const char* path);
 
 }  // namespace kv
 

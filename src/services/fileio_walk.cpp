@@ -61,6 +61,15 @@ int32_t ContinueListing(FindHandle h, FindData* out) {
 
 }  // namespace
 
+std::string NativePath(const char* path) {
+  if (path == nullptr || path[0] == '\0') return {};
+  size_t n = strnlen(path, kMaxPath);
+  if (n >= static_cast<size_t>(kMaxPath)) return {};
+  std::string s(path, n);
+  std::replace_if(s.begin(), s.end(), IsPathSep, kPathSep);
+  return s;
+}
+
 FindHandle FileIO_FindFirstFile(const char* pattern, FindData* out) {
   return StartListing(pattern, out, false);
 }

@@ -33,19 +33,15 @@
 #include "services/fault.h"
 #include "services/fileio.h"
 #include "services/fileio_list.h"
+#include "services/lock_ranges.h"
 #include "services/platform.h"
 
 namespace kv {
 
 namespace {
 
-struct Range {
-  int64_t position;
-  int64_t length;
-};
-
 struct HandleInfo {
-  std::vector<Range> locks;   // ranges locked through this handle
+  HeldRanges locks;           // ranges locked through this handle
   std::string deleteOnClose;  // path to remove when the handle closes
 };
 
@@ -56,18 +52,6 @@ Mutex& TableMutex() {
 std::map<int, HandleInfo>& Handles() {
   static std::map<int, HandleInfo> table;
   return table;
-}
-int32_t g_lock_timeout_ms = 10000;
-
-// The native form of a path: '\' becomes '/'. Empty when the path is null,
-// empty or too long.
-std::string Native(const char* path) {
-  if (path == nullptr || path[0] == '\0') return {};
-  size_t n = strnlen(path, kMaxPath);
-  if (n >= static_cast<size_t>(kMaxPath)) return {};
-  std::string s(path, n);
-  std::replace(s.begin(), s.end(), '\\', '/');
-  return s;
 }
 
 bool Known(FileHandle h) {
@@ -85,7 +69,7 @@ FileHandle Register(int fd, const std::string& deletePath = {}) {
 }
 
 FileHandle OpenWith(const char* path, int flags, fault::Kind kind) {
-  std::string p = Native(path);
+  std::string p = NativePath(path);
   if (p.empty() || fault::Fire(kind)) return kInvalidHandle;
   int fd;
   do {
@@ -99,10 +83,6 @@ FileHandle OpenWith(const char* path, int flags, fault::Kind kind) {
     }
   }
   return Register(fd);
-}
-
-bool Overlaps(const Range& a, int64_t position, int64_t length) {
-  return position < a.position + a.length && a.position < position + length;
 }
 
 // One attempt at the kernel lock; true when taken.
@@ -124,30 +104,23 @@ bool KernelLock(int fd, int64_t position, int64_t length, short type) {
 }
 
 int32_t LockRange(FileHandle h, int64_t position, int64_t length, bool wait) {
-  if (position < 0 || length < 1 || position > INT64_MAX - length) return 0;
+  if (!LockableRange(position, length)) return 0;
   {
     MutexLock lock(TableMutex());
     auto it = Handles().find(h);
     if (h < 0 || it == Handles().end()) return 0;
-    for (const Range& r : it->second.locks) {
-      if (Overlaps(r, position, length)) return 0;  // held by this handle
-    }
+    if (it->second.locks.Overlaps(position, length)) return 0;  // held by this handle
   }
-  const int64_t deadline = MonotonicMs() + (wait ? g_lock_timeout_ms : 0);
-  int32_t pause = 1;
-  for (;;) {
-    if (KernelLock(h, position, length, F_WRLCK)) {
-      MutexLock lock(TableMutex());
-      auto it = Handles().find(h);
-      if (it != Handles().end()) it->second.locks.push_back({position, length});
-      return 1;
-    }
-    if (errno != EAGAIN && errno != EACCES && errno != EINTR) return 0;
-    int64_t now = MonotonicMs();
-    if (now >= deadline) return 0;
-    SleepMs(static_cast<int32_t>(std::min<int64_t>(pause, deadline - now)));
-    pause = std::min(pause * 2, 16);
-  }
+  bool taken = PollLock(wait, [&] {
+    if (KernelLock(h, position, length, F_WRLCK)) return LockAttempt::kTaken;
+    return errno == EAGAIN || errno == EACCES || errno == EINTR ? LockAttempt::kBusy
+                                                                : LockAttempt::kFailed;
+  });
+  if (!taken) return 0;
+  MutexLock lock(TableMutex());
+  auto it = Handles().find(h);
+  if (it != Handles().end()) it->second.locks.Add(position, length);
+  return 1;
 }
 
 void FillFindData(const std::string& dir, const char* name, FindData* out) {
@@ -165,7 +138,7 @@ void FillFindData(const std::string& dir, const char* name, FindData* out) {
 }  // namespace
 
 bool ListDirectoryMatches(const char* pattern, bool directories, std::vector<FindData>* out) {
-  std::string p = Native(pattern);
+  std::string p = NativePath(pattern);
   if (p.empty()) return false;
   size_t cut = p.rfind('/');
   std::string dir = cut == std::string::npos ? std::string() : p.substr(0, cut + 1);
@@ -271,11 +244,7 @@ int32_t FileIO_Unlock(FileHandle h, int64_t position, int64_t length) {
   MutexLock lock(TableMutex());
   auto it = Handles().find(h);
   if (h < 0 || it == Handles().end()) return 0;
-  auto& locks = it->second.locks;
-  auto r = std::find_if(locks.begin(), locks.end(), [&](const Range& x) {
-    return x.position == position && x.length == length;
-  });
-  if (r == locks.end()) return 0;
+  if (!it->second.locks.RemoveExact(position, length)) return 0;
   struct flock fl;
   std::memset(&fl, 0, sizeof fl);
   fl.l_type = F_UNLCK;
@@ -283,7 +252,6 @@ int32_t FileIO_Unlock(FileHandle h, int64_t position, int64_t length) {
   fl.l_start = position;
   fl.l_len = length;
   fcntl(h, F_OFD_SETLK, &fl);
-  locks.erase(r);
   return 1;
 }
 
@@ -291,31 +259,23 @@ int32_t FileIO_HoldsLock(FileHandle h, int64_t position, int64_t length) {
   MutexLock lock(TableMutex());
   auto it = Handles().find(h);
   if (h < 0 || it == Handles().end()) return 0;
-  for (const Range& r : it->second.locks) {
-    if (Overlaps(r, position, length)) return 1;
-  }
-  return 0;
+  return it->second.locks.Overlaps(position, length) ? 1 : 0;
 }
-
-void FileIO_SetLockTimeout(int32_t milliseconds) {
-  if (milliseconds >= 0) g_lock_timeout_ms = milliseconds;
-}
-int32_t FileIO_GetLockTimeout() { return g_lock_timeout_ms; }
 
 int32_t FileIO_Exist(const char* path) {
-  std::string p = Native(path);
+  std::string p = NativePath(path);
   struct stat st;
   return !p.empty() && stat(p.c_str(), &st) == 0 && S_ISREG(st.st_mode) ? 1 : 0;
 }
 
 int32_t FileIO_PathExist(const char* directory) {
-  std::string p = Native(directory);
+  std::string p = NativePath(directory);
   struct stat st;
   return !p.empty() && stat(p.c_str(), &st) == 0 && S_ISDIR(st.st_mode) ? 1 : 0;
 }
 
 int32_t FileIO_MakeMultiPath(const char* path) {
-  std::string p = Native(path);
+  std::string p = NativePath(path);
   if (p.empty()) return 0;
   for (size_t i = 1; i <= p.size(); ++i) {
     if (i == p.size() || p[i] == '/') {
@@ -329,12 +289,12 @@ int32_t FileIO_MakeMultiPath(const char* path) {
 int32_t FileIO_PathCreate(const char* directory) { return FileIO_MakeMultiPath(directory); }
 
 int32_t FileIO_DeleteFile(const char* path) {
-  std::string p = Native(path);
+  std::string p = NativePath(path);
   return !p.empty() && FileIO_Exist(path) && ::unlink(p.c_str()) == 0 ? 1 : 0;
 }
 
 int32_t FileIO_RenameFile(const char* oldPath, const char* newPath) {
-  std::string from = Native(oldPath), to = Native(newPath);
+  std::string from = NativePath(oldPath), to = NativePath(newPath);
   if (from.empty() || to.empty() || fault::Fire(fault::Kind::Rename)) return 0;
   if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return 1;
   if (errno != EINVAL && errno != ENOSYS) return 0;
@@ -344,7 +304,7 @@ int32_t FileIO_RenameFile(const char* oldPath, const char* newPath) {
 }
 
 int32_t FileIO_CopyFile(const char* source, const char* target, int32_t failIfExists) {
-  std::string from = Native(source), to = Native(target);
+  std::string from = NativePath(source), to = NativePath(target);
   if (from.empty() || to.empty()) return 0;
   int in = ::open(from.c_str(), O_RDONLY | O_CLOEXEC);
   if (in < 0) return 0;
@@ -378,7 +338,7 @@ int32_t FileIO_CopyFile(const char* source, const char* target, int32_t failIfEx
 }
 
 int64_t FileIO_GetLastWriteTime(const char* path) {
-  std::string p = Native(path);
+  std::string p = NativePath(path);
   struct stat st;
   if (p.empty() || stat(p.c_str(), &st) != 0) return -1;
   return st.st_mtime;
@@ -389,7 +349,7 @@ int64_t FileIO_GetLastWriteTime(const char* path) {
 // creation stays exclusive, and nobody can ever see the real name without
 // its holder's lock on it.
 FileHandle FileIO_CreateNewExclusive(const char* path, bool deleteOnClose) {
-  std::string p = Native(path);
+  std::string p = NativePath(path);
   if (p.empty() || fault::Fire(fault::Kind::Create)) return kInvalidHandle;
   if (!deleteOnClose) {
     int fd = ::open(p.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
@@ -410,7 +370,7 @@ FileHandle FileIO_CreateNewExclusive(const char* path, bool deleteOnClose) {
 }
 
 int32_t FileIO_LockFileHolderAlive(const char* path) {
-  std::string p = Native(path);
+  std::string p = NativePath(path);
   if (p.empty()) return -1;
   int fd = ::open(p.c_str(), O_RDWR | O_CLOEXEC);
   if (fd < 0) return errno == ENOENT ? -1 : 1;

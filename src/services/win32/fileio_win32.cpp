@@ -25,16 +25,12 @@
 #include "services/fault.h"
 #include "services/fileio.h"
 #include "services/fileio_list.h"
+#include "services/lock_ranges.h"
 #include "services/platform.h"
 
 namespace kv {
 
 namespace {
-
-struct Range {
-  int64_t position;
-  int64_t length;
-};
 
 struct FileId {
   DWORD volume = 0;
@@ -46,7 +42,7 @@ struct Slot {
   HANDLE handle = INVALID_HANDLE_VALUE;
   FileId file;               // which file the handle is open on
   bool append = false;       // every write goes to the end
-  std::vector<Range> locks;  // ranges locked through this handle
+  HeldRanges locks;          // ranges locked through this handle
 };
 
 Mutex& TableMutex() {
@@ -57,18 +53,6 @@ Mutex& TableMutex() {
 std::vector<Slot>& Slots() {
   static std::vector<Slot> table;
   return table;
-}
-int32_t g_lock_timeout_ms = 10000;
-
-// The path as Windows takes it: '/' becomes '\'. Empty when the path is null,
-// empty or too long.
-std::string Native(const char* path) {
-  if (path == nullptr || path[0] == '\0') return {};
-  size_t n = strnlen(path, kMaxPath);
-  if (n >= static_cast<size_t>(kMaxPath)) return {};
-  std::string s(path, n);
-  std::replace(s.begin(), s.end(), '/', '\\');
-  return s;
 }
 
 HANDLE Get(FileHandle h) {
@@ -106,17 +90,13 @@ FileHandle Register(HANDLE handle, bool append = false) {
 constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 
 FileHandle OpenWith(const char* path, DWORD access, DWORD disposition, fault::Kind kind) {
-  std::string p = Native(path);
+  std::string p = NativePath(path);
   if (p.empty() || fault::Fire(kind)) return kInvalidHandle;
   // A directory cannot be opened without FILE_FLAG_BACKUP_SEMANTICS, so it
   // fails here like a missing file.
   HANDLE h = CreateFileA(p.c_str(), access, kShareAll, nullptr, disposition,
                          FILE_ATTRIBUTE_NORMAL, nullptr);
   return Register(h);
-}
-
-bool Overlaps(const Range& a, int64_t position, int64_t length) {
-  return position < a.position + a.length && a.position < position + length;
 }
 
 OVERLAPPED At(int64_t position) {
@@ -138,35 +118,27 @@ bool SystemLock(HANDLE h, int64_t position, int64_t length) {
 }
 
 int32_t LockRange(FileHandle h, int64_t position, int64_t length, bool wait) {
-  if (position < 0 || length < 1 || position > INT64_MAX - length) return 0;
+  if (!LockableRange(position, length)) return 0;
   HANDLE handle;
   {
     MutexLock lock(TableMutex());
     if (h < 0 || static_cast<size_t>(h) >= Slots().size()) return 0;
     const Slot& s = Slots()[static_cast<size_t>(h)];
     if (s.handle == INVALID_HANDLE_VALUE) return 0;
-    for (const Range& r : s.locks) {
-      if (Overlaps(r, position, length)) return 0;  // held by this handle
-    }
+    if (s.locks.Overlaps(position, length)) return 0;  // held by this handle
     handle = s.handle;
   }
-  const int64_t deadline = MonotonicMs() + (wait ? g_lock_timeout_ms : 0);
-  int32_t pause = 1;
-  for (;;) {
-    if (SystemLock(handle, position, length)) {
-      MutexLock lock(TableMutex());
-      Slots()[static_cast<size_t>(h)].locks.push_back({position, length});
-      return 1;
-    }
+  bool taken = PollLock(wait, [&] {
+    if (SystemLock(handle, position, length)) return LockAttempt::kTaken;
     DWORD err = GetLastError();
-    if (err != ERROR_LOCK_VIOLATION && err != ERROR_IO_PENDING && err != ERROR_SHARING_VIOLATION) {
-      return 0;
-    }
-    int64_t now = MonotonicMs();
-    if (now >= deadline) return 0;
-    SleepMs(static_cast<int32_t>(std::min<int64_t>(pause, deadline - now)));
-    pause = std::min(pause * 2, 16);
-  }
+    return err == ERROR_LOCK_VIOLATION || err == ERROR_IO_PENDING || err == ERROR_SHARING_VIOLATION
+               ? LockAttempt::kBusy
+               : LockAttempt::kFailed;
+  });
+  if (!taken) return 0;
+  MutexLock lock(TableMutex());
+  Slots()[static_cast<size_t>(h)].locks.Add(position, length);
+  return 1;
 }
 
 // Byte-range locks on Windows are mandatory: a range that one handle has
@@ -200,9 +172,7 @@ bool LockedByAnotherHandle(FileHandle h, int64_t length) {
   for (size_t i = 0; i < slots.size(); ++i) {
     if (static_cast<FileHandle>(i) == h || slots[i].handle == INVALID_HANDLE_VALUE) continue;
     if (!(slots[i].file == file)) continue;
-    for (const Range& r : slots[i].locks) {
-      if (Overlaps(r, at.QuadPart, length)) return true;
-    }
+    if (slots[i].locks.Overlaps(at.QuadPart, length)) return true;
   }
   return false;
 }
@@ -222,7 +192,7 @@ void FillFindData(const WIN32_FIND_DATAA& w, FindData* out) {
 }
 
 DWORD Attributes(const char* path) {
-  std::string p = Native(path);
+  std::string p = NativePath(path);
   if (p.empty()) return INVALID_FILE_ATTRIBUTES;
   // "C:\data\" names the directory too; the trailing separator is dropped
   // except for a drive root.
@@ -238,7 +208,7 @@ DWORD Attributes(const char* path) {
 // "X.DATX"); so the whole directory is listed and the long names are matched
 // here, with the same rules as everywhere else.
 bool ListDirectoryMatches(const char* pattern, bool directories, std::vector<FindData>* out) {
-  std::string p = Native(pattern);
+  std::string p = NativePath(pattern);
   if (p.empty()) return false;
   size_t cut = p.find_last_of("\\:");
   std::string mask = cut == std::string::npos ? p : p.substr(cut + 1);
@@ -279,7 +249,7 @@ void FileIO_Close(FileHandle h) {
     Slot& s = Slots()[static_cast<size_t>(h)];
     handle = s.handle;
     s.handle = INVALID_HANDLE_VALUE;
-    s.locks.clear();
+    s.locks.Clear();
   }
   // Closing releases the handle's locks; a FILE_FLAG_DELETE_ON_CLOSE file
   // disappears with its last handle.
@@ -365,29 +335,17 @@ int32_t FileIO_Unlock(FileHandle h, int64_t position, int64_t length) {
   if (h < 0 || static_cast<size_t>(h) >= Slots().size()) return 0;
   Slot& s = Slots()[static_cast<size_t>(h)];
   if (s.handle == INVALID_HANDLE_VALUE) return 0;
-  auto r = std::find_if(s.locks.begin(), s.locks.end(), [&](const Range& x) {
-    return x.position == position && x.length == length;
-  });
-  if (r == s.locks.end()) return 0;
+  if (!s.locks.RemoveExact(position, length)) return 0;
   OVERLAPPED ov = At(position);
   UnlockFileEx(s.handle, 0, Low(length), High(length), &ov);
-  s.locks.erase(r);
   return 1;
 }
 
 int32_t FileIO_HoldsLock(FileHandle h, int64_t position, int64_t length) {
   MutexLock lock(TableMutex());
   if (h < 0 || static_cast<size_t>(h) >= Slots().size()) return 0;
-  for (const Range& r : Slots()[static_cast<size_t>(h)].locks) {
-    if (Overlaps(r, position, length)) return 1;
-  }
-  return 0;
+  return Slots()[static_cast<size_t>(h)].locks.Overlaps(position, length) ? 1 : 0;
 }
-
-void FileIO_SetLockTimeout(int32_t milliseconds) {
-  if (milliseconds >= 0) g_lock_timeout_ms = milliseconds;
-}
-int32_t FileIO_GetLockTimeout() { return g_lock_timeout_ms; }
 
 int32_t FileIO_Exist(const char* path) {
   DWORD a = Attributes(path);
@@ -400,7 +358,7 @@ int32_t FileIO_PathExist(const char* directory) {
 }
 
 int32_t FileIO_MakeMultiPath(const char* path) {
-  std::string p = Native(path);
+  std::string p = NativePath(path);
   if (p.empty()) return 0;
   for (size_t i = 1; i <= p.size(); ++i) {
     if (i == p.size() || p[i] == '\\') {
@@ -420,12 +378,12 @@ int32_t FileIO_MakeMultiPath(const char* path) {
 int32_t FileIO_PathCreate(const char* directory) { return FileIO_MakeMultiPath(directory); }
 
 int32_t FileIO_DeleteFile(const char* path) {
-  std::string p = Native(path);
+  std::string p = NativePath(path);
   return !p.empty() && FileIO_Exist(path) && DeleteFileA(p.c_str()) ? 1 : 0;
 }
 
 int32_t FileIO_RenameFile(const char* oldPath, const char* newPath) {
-  std::string from = Native(oldPath), to = Native(newPath);
+  std::string from = NativePath(oldPath), to = NativePath(newPath);
   if (from.empty() || to.empty() || fault::Fire(fault::Kind::Rename)) return 0;
   // MoveFileA refuses an existing target.
   return MoveFileA(from.c_str(), to.c_str()) ? 1 : 0;
@@ -435,7 +393,7 @@ int32_t FileIO_RenameFile(const char* oldPath, const char* newPath) {
 // file that other programs hold open for writing, and the copy must open it
 // with the same full sharing as they do.
 int32_t FileIO_CopyFile(const char* source, const char* target, int32_t failIfExists) {
-  std::string from = Native(source), to = Native(target);
+  std::string from = NativePath(source), to = NativePath(target);
   if (from.empty() || to.empty()) return 0;
   HANDLE in = CreateFileA(from.c_str(), GENERIC_READ, kShareAll, nullptr, OPEN_EXISTING,
                           FILE_ATTRIBUTE_NORMAL | FILE_FLAG_SEQUENTIAL_SCAN, nullptr);
@@ -464,7 +422,7 @@ int32_t FileIO_CopyFile(const char* source, const char* target, int32_t failIfEx
 }
 
 int64_t FileIO_GetLastWriteTime(const char* path) {
-  std::string p = Native(path);
+  std::string p = NativePath(path);
   WIN32_FILE_ATTRIBUTE_DATA data;
   if (p.empty() || !GetFileAttributesExA(p.c_str(), GetFileExInfoStandard, &data)) return -1;
   return UnixSeconds(data.ftLastWriteTime);
@@ -476,7 +434,7 @@ int64_t FileIO_GetLastWriteTime(const char* path) {
 // when the holder's process dies. A lock file that exists but can be opened
 // therefore has no holder.
 FileHandle FileIO_CreateNewExclusive(const char* path, bool deleteOnClose) {
-  std::string p = Native(path);
+  std::string p = NativePath(path);
   if (p.empty() || fault::Fire(fault::Kind::Create)) return kInvalidHandle;
   DWORD access = GENERIC_WRITE | (deleteOnClose ? DELETE : 0);
   DWORD flags = FILE_ATTRIBUTE_NORMAL | (deleteOnClose ? FILE_FLAG_DELETE_ON_CLOSE : 0);
@@ -485,7 +443,7 @@ FileHandle FileIO_CreateNewExclusive(const char* path, bool deleteOnClose) {
 }
 
 int32_t FileIO_LockFileHolderAlive(const char* path) {
-  std::string p = Native(path);
+  std::string p = NativePath(path);
   if (p.empty()) return -1;
   HANDLE h = CreateFileA(p.c_str(), GENERIC_READ, kShareAll, nullptr, OPEN_EXISTING,
                          FILE_ATTRIBUTE_NORMAL, nullptr);
@@ -501,7 +459,7 @@ int32_t FileIO_LockFileHolderAlive(const char* path) {
 }
 
 FileHandle FileIO_OpenAppend(const char* path) {
-  std::string p = Native(path);
+  std::string p = NativePath(path);
   if (p.empty() || fault::Fire(fault::Kind::Open)) return kInvalidHandle;
   // FILE_APPEND_DATA without FILE_WRITE_DATA: every write goes to the end of
   // the file in one piece, whoever else appends at the same time. Read
