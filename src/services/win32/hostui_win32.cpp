@@ -21,7 +21,7 @@ UINT BoxStyle(uint32_t flags) { return static_cast<UINT>(flags) | MB_TASKMODAL |
 }  // namespace
 
 void DefaultMessage(const char* caption, const char* text, uint32_t flags) {
-  MessageBoxA(nullptr, text, caption, BoxStyle(flags & ~static_cast<uint32_t>(MB_YESNO)));
+  MessageBoxA(nullptr, text, caption, BoxStyle(flags));
 }
 
 int32_t DefaultQuestion(const char* caption, const char* text, uint32_t flags) {
