@@ -88,8 +88,9 @@ KV_API void AVL_NeuerBaum(AvlBaum* tree, int32_t count, AvlProgressFn progress);
 /* The same, reporting progress(display, i) every (count + 1) / 100 slots
  * (every slot when that is 0, i.e. below 99 elements). */
 KV_API void AVL_NeuerBaum_Visual(void* display, AvlBaum* tree, int32_t count, AvlVisualProgressFn progress);
-/* Inserts tree->currentElement (its key must already be in the caller's
- * data). Returns the element number when inserted, or the negated element
+/* Inserts tree->currentElement. The descent compares element 0 with the
+ * nodes, so the caller puts the new element's key into the compare context
+ * as the search key (and the element into its store) first. Returns the element number when inserted, or the negated element
  * number of the node whose key is equal (the tree is left unchanged then).
  * 0 for a null tree, a missing callback or a current element below 1.
  * Runs between Lock and Unlock. */
