@@ -114,9 +114,11 @@ int64_t KeyNodePosition(int32_t recordSize, int32_t slot) { return KeyRecordPosi
 
 int32_t KeyFileSlotsInSize(int32_t recordSize, int64_t fileSize) {
   const int64_t stride = static_cast<int64_t>(recordSize) + BBAUMLIB_NODE_SIZE;
-  const int64_t body = fileSize - BBAUMLIB_HEADER_SIZE;
+  // Slot n's record ends at 40 + n * stride + R; its node may be missing
+  // (an extension writes the last record only).
+  const int64_t body = fileSize - BBAUMLIB_HEADER_SIZE - recordSize;
   if (recordSize < 1 || body < stride) return 0;
-  const int64_t slots = body / stride - 1;
+  const int64_t slots = body / stride;
   return slots > INT32_MAX ? INT32_MAX : static_cast<int32_t>(slots);
 }
 

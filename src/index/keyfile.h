@@ -49,8 +49,8 @@ int32_t KeyFileReorganise(BaumKeyDatei* d, AvlProgressFn clearTree, AvlProgressF
 // Byte position of slot n's record and of its node.
 int64_t KeyRecordPosition(int32_t recordSize, int32_t slot);
 int64_t KeyNodePosition(int32_t recordSize, int32_t slot);
-// Highest slot whose record and node fit in a file of fileSize bytes (0 if
-// not even slot 0 does).
+// Highest slot whose record lies within a file of fileSize bytes (0 when
+// there is no slot 1).
 int32_t KeyFileSlotsInSize(int32_t recordSize, int64_t fileSize);
 // -1, 0, +1: the two 32-byte keys compared as signed bytes.
 int32_t CompareKeys(const uint8_t* a, const uint8_t* b);
