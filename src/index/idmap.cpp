@@ -3,10 +3,42 @@
 
 #include <cstring>
 
+#include "core/dba_progress.h"
 #include "index/keyfile.h"
+#include "services/action.h"
 #include "services/fileio.h"
 
 namespace kv::index {
+
+namespace {
+
+// The key-file passes report through a plain function; while one runs for
+// an ID mapping file its progress goes to one host display.
+ActionDlg g_display = 0;
+int32_t g_displayStep = 1;
+
+void ShowProgress(int32_t done) {
+  if (done % g_displayStep == 0) Action_ProgressTo(g_display, done);
+}
+
+class ProgressDisplay {
+ public:
+  ProgressDisplay(const char* title, int32_t total) {
+    g_display = Action_OpenDlg(nullptr, 0);
+    g_displayStep = dba::ProgressStep(total);
+    Action_SetDlgTitel(g_display, title);
+    Action_ProgressStart(g_display, 1, total);
+  }
+  ~ProgressDisplay() {
+    Action_ProgressEnd(g_display);
+    Action_CloseDlg(g_display);
+    g_display = 0;
+  }
+  ProgressDisplay(const ProgressDisplay&) = delete;
+  ProgressDisplay& operator=(const ProgressDisplay&) = delete;
+};
+
+}  // namespace
 
 int32_t IdMapSlotCount() { return kIdMapMinSlots; }
 
@@ -29,14 +61,16 @@ BaumKeyDatei* InitIdMapFile(const char* dataDir, const char* fileName) {
   bool ok = true;
   if (!existed) {
     // A new file chains only every other slot; link them all.
-    ok = KeyFileRebuildFreeList(d, nullptr) == 1;
+    ProgressDisplay display(fileName, d->slotCount);
+    ok = KeyFileRebuildFreeList(d, ShowProgress) == 1;
   } else {
     const int32_t onDisk = KeyFileSlotsInSize(kIdMapRecordSize, FileIO_Size(d->handle));
     if (onDisk > wanted) {
       d->slotCount = onDisk;  // never hide keys in the upper slots
     } else if (onDisk < wanted && onDisk >= 1) {
       d->slotCount = onDisk;
-      ok = KeyFileExtend(d, nullptr, wanted) == 1 && KeyFileRebuildFreeList(d, nullptr) == 1;
+      ProgressDisplay display(fileName, wanted);
+      ok = KeyFileExtend(d, ShowProgress, wanted) == 1 && KeyFileRebuildFreeList(d, ShowProgress) == 1;
     }
   }
   KeyFileClose(d);
