@@ -16,9 +16,16 @@ namespace {
 // an ID mapping file its progress goes to one host display.
 ActionDlg g_display = 0;
 int32_t g_displayStep = 1;
+int32_t g_displayTotal = 0;
 
-void ShowProgress(int32_t done) {
-  if (done % g_displayStep == 0) Action_ProgressTo(g_display, done);
+// Extension counts slots up.
+void ShowGrowth(int32_t slot) {
+  if (slot % g_displayStep == 0) Action_ProgressTo(g_display, slot);
+}
+
+// Chaining counts slots down to 0.
+void ShowChaining(int32_t slot) {
+  if (slot % g_displayStep == 0) Action_ProgressTo(g_display, g_displayTotal - slot);
 }
 
 class ProgressDisplay {
@@ -26,6 +33,7 @@ class ProgressDisplay {
   ProgressDisplay(const char* title, int32_t total) {
     g_display = Action_OpenDlg(nullptr, 0);
     g_displayStep = dba::ProgressStep(total);
+    g_displayTotal = total;
     Action_SetDlgTitel(g_display, title);
     Action_ProgressStart(g_display, 1, total);
   }
@@ -62,7 +70,7 @@ BaumKeyDatei* InitIdMapFile(const char* dataDir, const char* fileName) {
   if (!existed) {
     // A new file chains only every other slot; link them all.
     ProgressDisplay display(fileName, d->slotCount);
-    ok = KeyFileRebuildFreeList(d, ShowProgress) == 1;
+    ok = KeyFileRebuildFreeList(d, ShowChaining) == 1;
   } else {
     const int32_t onDisk = KeyFileSlotsInSize(kIdMapRecordSize, FileIO_Size(d->handle));
     if (onDisk > wanted) {
@@ -70,7 +78,7 @@ BaumKeyDatei* InitIdMapFile(const char* dataDir, const char* fileName) {
     } else if (onDisk < wanted && onDisk >= 1) {
       d->slotCount = onDisk;
       ProgressDisplay display(fileName, wanted);
-      ok = KeyFileExtend(d, ShowProgress, wanted) == 1 && KeyFileRebuildFreeList(d, ShowProgress) == 1;
+      ok = KeyFileExtend(d, ShowGrowth, wanted) == 1 && KeyFileRebuildFreeList(d, ShowChaining) == 1;
     }
   }
   KeyFileClose(d);
