@@ -189,8 +189,9 @@ KV_API int32_t BBAUMLIB_BAUMKEYAnlegen(BaumKeyDatei* file, void* record);
  * 1 on success; 0 if n is out of range or its key is not in the tree under
  * slot n (nothing changes then). Caller's lock when shared (above). */
 KV_API int32_t BBAUMLIB_BAUMKEYLoeschen(BaumKeyDatei* file, int32_t slot);
-/* Byte lock on slot n's record and node (R + 14 bytes), waiting up to the
- * host lock time-out; the file must be open. 1 on success. */
+/* Byte lock on the record and node (R + 14 bytes) of slot n, 1..slotCount,
+ * waiting up to the host lock time-out; the file must be open. 1 on
+ * success. */
 KV_API int32_t BBAUMLIB_LockBAUMKEY(BaumKeyDatei* file, int32_t slot);
 KV_API int32_t BBAUMLIB_UnlockBAUMKEY(BaumKeyDatei* file, int32_t slot);
 
