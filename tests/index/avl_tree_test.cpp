@@ -153,12 +153,12 @@ class AvlTreeTest : public ::testing::Test {
     if (n == 0) return 0;
     const AvlKnoten k = store_.nodes.at(static_cast<size_t>(n));
     if (parents) {
-      EXPECT_EQ(k.parent, parent) << "parent link of " << n;
+      EXPECT_EQ(int32_t{k.parent}, parent) << "parent link of " << n;
     }
     const int32_t hl = Check(k.left, n, parents, inOrder);
     inOrder.push_back(keys_.of(n));
     const int32_t hr = Check(k.right, n, parents, inOrder);
-    EXPECT_EQ(k.balance, hr - hl) << "balance of " << n;
+    EXPECT_EQ(int32_t{k.balance}, hr - hl) << "balance of " << n;
     EXPECT_LE(std::abs(hr - hl), 1) << "node " << n;
     return 1 + std::max(hl, hr);
   }
@@ -304,14 +304,14 @@ TYPED_TEST(AvlTreeTest, AscendingDescendingAndZigZagOrdersStayLogarithmic) {
 TYPED_TEST(AvlTreeTest, SmallCasesAndLocking) {
   this->Make(5);
   EXPECT_EQ(this->store_.root, 0);  // cleared over whatever was there
-  EXPECT_EQ(this->store_.nodes[5].parent, 0);
+  EXPECT_EQ(int32_t{this->store_.nodes[5].parent}, 0);
   EXPECT_EQ(this->Search(3), 0);
   this->Delete(3);  // absent: nothing happens
   EXPECT_EQ(this->store_.root, 0);
 
   EXPECT_EQ(this->Insert(1), 1);
   EXPECT_EQ(this->store_.root, 1);
-  EXPECT_EQ(this->store_.nodes[1].balance, 0);
+  EXPECT_EQ(int32_t{this->store_.nodes[1].balance}, 0);
   this->Insert(2);
   this->Insert(3);  // one single rotation
   EXPECT_EQ(this->store_.root, 2);
@@ -343,29 +343,29 @@ TYPED_TEST(AvlTreeTest, DeletionWritesTheParentLinksItAlwaysHas) {
   for (int32_t e : {2, 1, 4, 3}) this->Insert(e);
   this->Delete(1);
   EXPECT_EQ(this->store_.root, 3);
-  EXPECT_EQ(node(3).parent, 4);  // stale: still its old parent
-  EXPECT_EQ(node(3).left, 2);
-  EXPECT_EQ(node(3).right, 4);
-  EXPECT_EQ(node(2).parent, 0);
-  EXPECT_EQ(node(4).parent, 2);
+  EXPECT_EQ(int32_t{node(3).parent}, 4);  // stale: still its old parent
+  EXPECT_EQ(int32_t{node(3).left}, 2);
+  EXPECT_EQ(int32_t{node(3).right}, 4);
+  EXPECT_EQ(int32_t{node(2).parent}, 0);
+  EXPECT_EQ(int32_t{node(4).parent}, 2);
   // The mirror case updates every link.
   this->Make(4);
   for (int32_t e : {3, 4, 1, 2}) this->Insert(e);
   this->Delete(4);
   EXPECT_EQ(this->store_.root, 2);
-  EXPECT_EQ(node(2).parent, 0);
-  EXPECT_EQ(node(1).parent, 2);
-  EXPECT_EQ(node(3).parent, 2);
+  EXPECT_EQ(int32_t{node(2).parent}, 0);
+  EXPECT_EQ(int32_t{node(1).parent}, 2);
+  EXPECT_EQ(int32_t{node(3).parent}, 2);
   // A predecessor straight below the deleted node hands its left child
   // parent 0.
   this->Make(4);
   for (int32_t e : {3, 2, 4, 1}) this->Insert(e);
   this->Delete(3);
   EXPECT_EQ(this->store_.root, 2);
-  EXPECT_EQ(node(2).left, 1);
-  EXPECT_EQ(node(2).right, 4);
-  EXPECT_EQ(node(1).parent, 0);
-  EXPECT_EQ(node(4).parent, 2);
+  EXPECT_EQ(int32_t{node(2).left}, 1);
+  EXPECT_EQ(int32_t{node(2).right}, 4);
+  EXPECT_EQ(int32_t{node(1).parent}, 0);
+  EXPECT_EQ(int32_t{node(4).parent}, 2);
 }
 
 TYPED_TEST(AvlTreeTest, WalkOrderDepthsStopRuleAndNesting) {
@@ -436,8 +436,8 @@ TEST(AvlClearTest, ProgressStepsOfTheThreeClearingVariants) {
   g_progress.clear();
   AVL_NeuerBaum(&t, 250, Progress);  // every 100th, then count + 1
   EXPECT_EQ(g_progress, (std::vector<int32_t>{100, 200, 251}));
-  EXPECT_EQ(s.nodes[250].right, 0);
-  EXPECT_EQ(s.nodes[0].right, 3);  // slot 0 is not a node
+  EXPECT_EQ(int32_t{s.nodes[250].right}, 0);
+  EXPECT_EQ(int32_t{s.nodes[0].right}, 3);  // slot 0 is not a node
 
   g_progress.clear();
   AVL_NeuerBaum(&t, 0, Progress);

@@ -61,7 +61,7 @@ TEST_F(KeyFileProcessesTest, TwoWritersUnderTheCallersLockLeaveAValidTree) {
       ASSERT_GT(slot, 0) << prefix << i;
       BaumKey stored{};
       ASSERT_EQ(BBAUMLIB_LeseBAUMKEY(d, slot, &stored), 1);
-      EXPECT_EQ(stored.payload, i + 1);
+      EXPECT_EQ(int32_t{stored.payload}, i + 1);
     }
   }
   kv::index::KeyFileCheck check;

@@ -132,7 +132,7 @@ TEST_F(KeyFileTest, ChainAsCreatedRunsOutAndIsRebuilt) {
   EXPECT_EQ(Add("f", 15), 6);
   EXPECT_EQ(Add("g", 16), 0);
   EXPECT_EQ(Find("c"), 5);
-  EXPECT_EQ(Slot(5).payload, 12);
+  EXPECT_EQ(int32_t{Slot(5).payload}, 12);
   const auto c = Check();
   EXPECT_TRUE(c.defects.empty()) << c.defects.front();
   EXPECT_EQ(c.keys.size(), 6u);
@@ -259,8 +259,8 @@ TEST_F(KeyFileTest, NestedOpenExtensionAndSlotLocks) {
   ASSERT_EQ(BBAUMLIB_ErweitereDatenbank(d_, nullptr, 8), 1);
   EXPECT_EQ(d_->slotCount, 8);
   EXPECT_EQ(kvtest::FileSize(path_), 40 + 8 * kStride + 44);
-  EXPECT_EQ(Slot(6).nextFree, 7);
-  EXPECT_EQ(Slot(8).nextFree, 0);
+  EXPECT_EQ(int32_t{Slot(6).nextFree}, 7);
+  EXPECT_EQ(int32_t{Slot(8).nextFree}, 0);
   EXPECT_EQ(BBAUMLIB_ErweitereDatenbank(d_, nullptr, 8), 0);
   EXPECT_EQ(BBAUMLIB_ErzeugeFreelist(d_, nullptr), 1);
   for (int i = 2; i <= 8; ++i) EXPECT_EQ(Add("key" + std::to_string(i), i), i);
