@@ -70,6 +70,10 @@ int32_t FileIO_Lock(FileHandle h, int64_t position, int64_t length);
 int32_t FileIO_TryLock(FileHandle h, int64_t position, int64_t length);
 // Releases exactly a range this handle locked; 0 if it holds no such range.
 int32_t FileIO_Unlock(FileHandle h, int64_t position, int64_t length);
+// 1 if this handle holds a locked range overlapping [position, position +
+// length), else 0. Lets a caller that was refused tell its own lock (taken
+// earlier through the same handle) from another handle's.
+int32_t FileIO_HoldsLock(FileHandle h, int64_t position, int64_t length);
 // The wait of FileIO_Lock in milliseconds (default 10000; 0 = no wait).
 void FileIO_SetLockTimeout(int32_t milliseconds);
 int32_t FileIO_GetLockTimeout();

@@ -24,7 +24,8 @@ void INI_GetPathAndFile(char* directory, char* name) {
   } else {
     char dir[kMaxPath];
     if (!FileIO_GetModuleDirectory(dir)) dir[0] = '\0';
-    std::snprintf(full, sizeof full, "%s%s", dir, "kvdata.ini");
+    int n = std::snprintf(full, sizeof full, "%s%s", dir, "kvdata.ini");
+    if (n < 0 || n >= static_cast<int>(sizeof full)) full[0] = '\0';
   }
   char d[kMaxPath], n[kMaxPath];
   FileIO_Separate(full, d, n);

@@ -317,6 +317,16 @@ int32_t FileIO_Unlock(FileHandle h, int64_t position, int64_t length) {
   return 1;
 }
 
+int32_t FileIO_HoldsLock(FileHandle h, int64_t position, int64_t length) {
+  MutexLock lock(TableMutex());
+  auto it = Handles().find(h);
+  if (h < 0 || it == Handles().end()) return 0;
+  for (const Range& r : it->second.locks) {
+    if (Overlaps(r, position, length)) return 1;
+  }
+  return 0;
+}
+
 void FileIO_SetLockTimeout(int32_t milliseconds) {
   if (milliseconds >= 0) g_lock_timeout_ms = milliseconds;
 }

@@ -1,0 +1,74 @@
+// The DBA record-file engine: the module behind the exported DBA_* functions.
+// The functions keep the exported names' contracts (include/kvdata/dba.h);
+// only what the walks share is declared here beyond them.
+#ifndef KV_CORE_DBA_FILE_H
+#define KV_CORE_DBA_FILE_H
+
+#include <cstdint>
+
+#include "kvdata/dba.h"
+
+namespace kv::dba {
+
+int32_t NeueDba(DbaFile* f);
+DbaFile* InitDba(DbaFile* f);
+int32_t InspectExisting(DbaFile* f);
+int32_t Open(DbaFile* f);
+DbaFile* Close(DbaFile* f);
+int32_t GetHeader(DbaFile* f, void* header40);
+int32_t SetHeader(DbaFile* f, const void* header40);
+int32_t LockHeader(DbaFile* f);
+int32_t UnlockHeader(DbaFile* f);
+int32_t GetVersion(DbaFile* f);
+DbaFile* SetVersion(DbaFile* f, int32_t version);
+uint32_t GetLastWriteTime(DbaFile* f);
+int32_t UsedItems(DbaFile* f);
+int32_t GetData(DbaFile* f, int32_t item, void* buffer, int32_t length);
+int32_t SetData(DbaFile* f, int32_t item, const void* buffer, int32_t length);
+int32_t ReadData(DbaFile* f, int32_t item, void* buffer);
+int32_t WriteData(DbaFile* f, int32_t item, const void* buffer);
+int32_t LockData(DbaFile* f, int32_t item);
+int32_t UnlockData(DbaFile* f, int32_t item);
+int32_t LockBlock(DbaFile* f, int32_t item, int32_t length);
+int32_t UnlockBlock(DbaFile* f, int32_t item, int32_t length);
+int32_t NewItem(DbaFile* f);
+int32_t NextFreeItem(DbaFile* f);
+void DeleteItem(DbaFile* f, int32_t item);
+int32_t ValidItem(DbaFile* f, int32_t item);
+DbaFile* IncRef(DbaFile* f, int32_t item);
+DbaFile* DecRef(DbaFile* f, int32_t item);
+intptr_t ChangeRef(DbaFile* f, int32_t oldItem, int32_t newItem);
+
+// Walks, identifier tables, reorganisation (dba_walk.cpp).
+int32_t FirstItem(DbaFile* f, void* buffer);
+int32_t NextItem(DbaFile* f, void* buffer);
+DbaFile* ForEachItem(DbaFile* f, DbaItemCallback cb);
+DbaFile* ForEachItemRW(DbaFile* f, DbaItemCallback cb);
+DbaFile* ForEachItemDeleting(DbaFile* f, DbaItemCallback cb);
+DbaFile* ForEachExternId(DbaFile* f, DbaItemCallback cb);
+DbaFile* ForEachExternIdRW(DbaFile* f, DbaItemCallback cb);
+int32_t GetExternId(DbaFile* f, int32_t item);
+int32_t SetExternId(DbaFile* f, int32_t item, int32_t externId);
+int32_t GetIdFromExtern(DbaFile* f, int32_t externId);
+int32_t SetIdFromExtern(DbaFile* f, int32_t externId, int32_t item);
+DbaFile* Reorganise(DbaFile* f);
+void Resize(DbaFile* oldFile, DbaFile* newFile, DbaItemCallback converter);
+
+// ---- shared internals --------------------------------------------------
+// Largest identifier-table capacity a file may have (2 * 64 MiB of tables).
+constexpr int32_t kMaxIdCapacity = 1 << 24;
+
+// True when the descriptor can address items: not null, record size of at
+// least an item head, a sane capacity and a terminated path.
+bool Usable(const DbaFile* f);
+// Byte position of item n (n*R + 40 + 8*C), -1 when n < 1 or f unusable.
+int64_t ItemPosition(const DbaFile* f, int32_t item);
+// True when every count of the header lies in its valid range.
+bool HeaderSane(const DbaHeader& h);
+// Reads item n's 8-byte head on the open file.
+bool ReadItemHead(DbaFile* f, int32_t item, DbaItemHead* head);
+bool WriteItemHead(DbaFile* f, int32_t item, const DbaItemHead& head);
+
+}  // namespace kv::dba
+
+#endif  // KV_CORE_DBA_FILE_H

@@ -1,0 +1,250 @@
+// Lock database, function locks and the process-wide state of the lock log.
+#include "core/lockdb.h"
+
+#include <cstdio>
+#include <cstring>
+
+#include "core/locklog.h"
+#include "services/platform.h"
+
+namespace kv::lockdb {
+
+namespace {
+
+struct State {
+  bool initialised = false;
+  char directory[kMaxPath] = "";
+  char dbPath[kMaxPath] = "";
+  char logPath[kMaxPath] = "";
+  char logLockPath[kMaxPath] = "";
+  char functionDir[kMaxPath] = "";
+  FileHandle handle = kInvalidHandle;
+  int32_t openCount = 0;
+  char ip[kIpChars + 1] = "";
+  char user[kUserChars + 1] = "";
+  bool blocking = false;   // off until the station says otherwise
+  bool logEnabled = true;
+};
+
+State& S() {
+  static State state;
+  return state;
+}
+
+// Serialises the byte locks of the threads of this process.
+Mutex& CriticalSection() {
+  static Mutex m;
+  return m;
+}
+
+// Copies text into a fixed buffer of `size` bytes, cutting what does not fit.
+void StoreText(char* target, size_t size, const char* text) {
+  std::snprintf(target, size, "%s", text);
+}
+
+bool JoinPath(char* out, const char* directory, const char* name) {
+  int n = std::snprintf(out, kMaxPath, "%s%s", directory, name);
+  return n >= 0 && n < kMaxPath;
+}
+
+// Function lock files are created and closed at once, so only their age
+// tells a crashed holder from a live one.
+Staleness FunctionLockStaleness(const char* path) {
+  int64_t age = FileIO_GetFileAge(path);
+  return (age < 0 || age >= kFunctionLockOrphanAge) ? Staleness::kOrphaned : Staleness::kLive;
+}
+
+}  // namespace
+
+const char* Init(const char* path) {
+  if (path == nullptr || std::strlen(path) >= static_cast<size_t>(kMaxPath)) return nullptr;
+  char directory[kMaxPath];
+  FileIO_ExtractPath(path, directory);
+  State fresh;
+  if (!JoinPath(fresh.dbPath, directory, kLockDbName) ||
+      !JoinPath(fresh.logPath, directory, kLogName) ||
+      !JoinPath(fresh.logLockPath, directory, kLogLockName) ||
+      !JoinPath(fresh.functionDir, directory, kFunctionLockDir)) {
+    return nullptr;
+  }
+  State& s = S();
+  std::memcpy(s.directory, directory, sizeof directory);
+  std::memcpy(s.dbPath, fresh.dbPath, sizeof s.dbPath);
+  std::memcpy(s.logPath, fresh.logPath, sizeof s.logPath);
+  std::memcpy(s.logLockPath, fresh.logLockPath, sizeof s.logLockPath);
+  std::memcpy(s.functionDir, fresh.functionDir, sizeof s.functionDir);
+  s.initialised = true;
+  if (!FileIO_Exist(s.dbPath)) CreateLockDb();
+  return s.directory;
+}
+
+void SetStation(const char* ip, const char* user, int32_t blockingEnabled) {
+  State& s = S();
+  if (ip != nullptr) StoreText(s.ip, sizeof s.ip, ip);
+  if (user != nullptr) StoreText(s.user, sizeof s.user, user);
+  s.blocking = blockingEnabled != 0;
+}
+
+int32_t CreateLockDb() {
+  static const char kContent[kLockDbSize] = {'0', '0', '0', '0', '0', '0', '0',
+                                             '0', '0', '0', '0', '0', '0', '\0'};
+  State& s = S();
+  if (!s.initialised) return 0;
+  FileHandle h = FileIO_CreateRWS(s.dbPath);
+  if (h == kInvalidHandle) return 0;
+  int32_t written = FileIO_Write(h, kContent, kLockDbSize);
+  FileIO_Close(h);
+  return written == kLockDbSize ? 1 : 0;
+}
+
+// The nesting count rises on every open, even a failed one, and falls only
+// while the handle is valid. Old callers balance their calls around that, so
+// it stays this way.
+int32_t OpenLockDb() {
+  State& s = S();
+  if (s.handle == kInvalidHandle && s.initialised) s.handle = FileIO_OpenRWS(s.dbPath);
+  ++s.openCount;
+  return s.handle;
+}
+
+void CloseLockDb() {
+  State& s = S();
+  if (s.handle == kInvalidHandle) return;
+  if (--s.openCount < 1) {
+    FileIO_Close(s.handle);
+    s.handle = kInvalidHandle;
+  }
+}
+
+int32_t LockByte(int32_t byteNumber) {
+  if (byteNumber < 0) return 0;
+  MutexLock lock(CriticalSection());
+  FileHandle h = OpenLockDb();
+  if (h == kInvalidHandle) return 0;
+  bool locked = FileIO_TryLock(h, byteNumber, 1) != 0;
+  int32_t waits = 0;
+  while (!locked && waits < kByteLockWaits) {
+    SleepMs(kByteLockWaitMs);
+    ++waits;
+    locked = FileIO_TryLock(h, byteNumber, 1) != 0;
+  }
+  if (locked && waits < kByteLockWaits) return 1;
+  // A byte won only on the last attempt counts as a failure. The caller will
+  // not unlock it, so let it go rather than keep it through an outer level.
+  if (locked) FileIO_Unlock(h, byteNumber, 1);
+  CloseLockDb();
+  return 0;
+}
+
+int32_t UnlockByte(int32_t byteNumber) {
+  MutexLock lock(CriticalSection());
+  State& s = S();
+  if (s.handle != kInvalidHandle && byteNumber >= 0) FileIO_Unlock(s.handle, byteNumber, 1);
+  CloseLockDb();
+  return 1;
+}
+
+std::string DataFile(const char* name) {
+  const State& s = S();
+  if (!s.initialised) return {};
+  return std::string(s.directory) + name;
+}
+
+std::string FunctionLockPath(const char* name) {
+  const State& s = S();
+  if (!s.initialised || name == nullptr || name[0] == '\0') return {};
+  char path[kMaxPath];
+  int n = std::snprintf(path, sizeof path, "%s%c%s.lok", s.functionDir, kPathSep, name);
+  if (n < 0 || n >= kMaxPath) return {};
+  return path;
+}
+
+int32_t BlockingStart(const char* name, int32_t timeoutMs) {
+  if (!S().blocking) return 1;
+  std::string path = FunctionLockPath(name);
+  if (path.empty()) return 0;
+  FileIO_PathCreate(S().functionDir);
+  int32_t waited = 0;
+  for (;;) {
+    FileHandle h = FileIO_CreateNewExclusive(path.c_str(), false);
+    if (h != kInvalidHandle) {
+      FileIO_Close(h);  // the file itself is the lock
+      return 1;
+    }
+    // An orphan is taken over at once. When nothing could be deleted the
+    // creation failed for another reason (or the file has just gone), and the
+    // attempt counts as a wait so that the time-out still ends the loop.
+    if (RemoveStaleLockFile(path.c_str(), FunctionLockStaleness) != Staleness::kLive) continue;
+    if (waited >= timeoutMs) return 0;
+    SleepMs(kPollMs);
+    waited += kPollMs;
+  }
+}
+
+void BlockingStop(const char* name) {
+  if (!S().blocking) return;
+  std::string path = FunctionLockPath(name);
+  if (!path.empty()) FileIO_DeleteFile(path.c_str());
+}
+
+void SetLogEnabled(bool enabled) { S().logEnabled = enabled; }
+
+void LogEvent(const char* ip, const char* user, const char* function, int32_t w1, int32_t w2,
+              int32_t w3) {
+  State& s = S();
+  if (!s.blocking || !s.logEnabled || !s.initialised) return;
+  if (ip != nullptr && ip[0] != '\0') StoreText(s.ip, sizeof s.ip, ip);
+  if (user != nullptr && user[0] != '\0') StoreText(s.user, sizeof s.user, user);
+  FileHandle lock = locklog::AcquireLogLock(s.logLockPath);
+  if (lock == kInvalidHandle) return;
+  std::string line = locklog::FormatLine(LocalTimeNow(), w1, w2, w3, s.ip, s.user,
+                                         function != nullptr ? function : "");
+  locklog::AppendLine(s.logPath, line);
+  FileIO_Close(lock);  // deletes kvlogfile.lok
+}
+
+void Exit() {
+  MutexLock lock(CriticalSection());
+  State& s = S();
+  if (s.handle != kInvalidHandle) FileIO_Close(s.handle);
+  s.handle = kInvalidHandle;
+  s.openCount = 0;
+  s.initialised = false;
+  s.directory[0] = s.dbPath[0] = s.logPath[0] = s.logLockPath[0] = s.functionDir[0] = '\0';
+}
+
+int32_t OpenCount() { return S().openCount; }
+FileHandle LockDbHandle() { return S().handle; }
+bool BlockingEnabled() { return S().blocking; }
+
+// Taking over an orphaned lock file is a check followed by a delete. When two
+// stations find the same orphan, the slower one's delete can hit the fresh
+// lock file the faster one has just created in its place, and then both
+// believe they hold the lock. So the check is repeated, and the delete done,
+// only while holding one byte of MMLOCK.DBA far beyond its 14 bytes, which no
+// caller locks. A fresh lock file never passes the repeated check. The byte
+// lock belongs to a handle of its own and dies with its process, so a crash
+// here blocks nobody. Without a lock database (never initialised) the check
+// and delete run unguarded.
+Staleness RemoveStaleLockFile(const char* path, StaleTest test) {
+  constexpr int32_t kGuardAttempts = 1000;
+  FileHandle guard = S().initialised ? FileIO_OpenRWS(S().dbPath) : kInvalidHandle;
+  bool held = false;
+  for (int32_t i = 0; guard != kInvalidHandle && i < kGuardAttempts; ++i) {
+    if (FileIO_TryLock(guard, kOrphanGuardByte, 1)) {
+      held = true;
+      break;
+    }
+    SleepMs(1);
+  }
+  Staleness verdict = Staleness::kLive;
+  if (held || guard == kInvalidHandle) {
+    verdict = test(path);
+    if (verdict != Staleness::kLive && !FileIO_DeleteFile(path)) verdict = Staleness::kLive;
+  }
+  if (held) FileIO_Unlock(guard, kOrphanGuardByte, 1);
+  FileIO_Close(guard);
+  return verdict;
+}
+
+}  // namespace kv::lockdb

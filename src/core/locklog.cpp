@@ -1,0 +1,72 @@
+// The lock log: one line per event, appended under the log lock.
+#include "core/locklog.h"
+
+#include <cstdio>
+
+#include "core/lockdb.h"
+#include "services/hostui.h"
+
+namespace kv::locklog {
+
+namespace {
+
+// kvlogfile.lok is created delete-on-close, so on Windows it vanishes with
+// its holder. A POSIX process that dies leaves it behind; its holder lock
+// then shows that nobody holds it, and it is treated as already gone. The
+// age limit catches lock files that no live check can judge.
+lockdb::Staleness LogLockStaleness(const char* path) {
+  if (FileIO_LockFileHolderAlive(path) == 0) return lockdb::Staleness::kOrphaned;
+  int64_t age = FileIO_GetFileAge(path);
+  return age > lockdb::kLogLockMaxAge ? lockdb::Staleness::kAged : lockdb::Staleness::kLive;
+}
+
+}  // namespace
+
+std::string FormatLine(const LocalTime& t, int32_t w1, int32_t w2, int32_t w3, const char* ip,
+                       const char* user, const char* function) {
+  char head[128];
+  std::snprintf(head, sizeof head,
+                "[%04d-%02d-%02d %02d:%02d:%02d.%03d] W1:%08d W2:%08d W3:%08d IP: ", t.year,
+                t.month, t.day, t.hour, t.minute, t.second, t.millisecond, w1, w2, w3);
+  std::string line(head);
+  line += ip;
+  line += " UserID: ";
+  line += user;
+  line += " - Function: ";
+  line += function;
+  line += "\r\n";
+  return line;
+}
+
+FileHandle AcquireLogLock(const char* lockPath) {
+  int32_t waited = 0;
+  for (;;) {
+    FileHandle h = FileIO_CreateNewExclusive(lockPath, true);
+    if (h != kInvalidHandle) return h;
+    lockdb::Staleness verdict = lockdb::RemoveStaleLockFile(lockPath, LogLockStaleness);
+    if (verdict == lockdb::Staleness::kOrphaned) continue;
+    if (verdict == lockdb::Staleness::kAged) {
+      char message[96];
+      // "Verwaiste Lock-Datei gelöscht (älter als %d Sekunden)."
+      std::snprintf(message, sizeof message,
+                    "Verwaiste Lock-Datei gel\xF6scht (\xE4lter als %d Sekunden).",
+                    static_cast<int>(lockdb::kLogLockMaxAge));
+      ConsoleErrorLine(message);
+      continue;
+    }
+    SleepMs(lockdb::kPollMs);
+    waited += lockdb::kPollMs;
+    if (waited >= lockdb::kLogLockTimeoutMs) return kInvalidHandle;
+  }
+}
+
+bool AppendLine(const char* logPath, const std::string& line) {
+  FileHandle h = FileIO_OpenAppend(logPath);
+  if (h == kInvalidHandle) return false;
+  int32_t n = static_cast<int32_t>(line.size());
+  bool ok = FileIO_Write(h, line.data(), n) == n;
+  FileIO_Close(h);
+  return ok;
+}
+
+}  // namespace kv::locklog

@@ -1,0 +1,32 @@
+// The number-range file NUMMERN.DAT: 200 signed 32-bit little-endian
+// counters, counter i at byte 4*i, nothing else.
+#ifndef KV_CORE_NUMMERN_H
+#define KV_CORE_NUMMERN_H
+
+#include <array>
+#include <cstdint>
+
+namespace kv::nummern {
+
+constexpr const char* kFileName = "NUMMERN.DAT";
+constexpr int32_t kCounterCount = 200;
+constexpr int32_t kFileSize = 4 * kCounterCount;
+constexpr int32_t kNamedCounters = 13;
+
+// Name of counter `index` ("AUFTRAGS NR" for 2), null for an unnamed one.
+const char* CounterName(int32_t index);
+
+void Init(const char* path);
+// The process-wide path of NUMMERN.DAT ("" before Init).
+const char* FilePath();
+int32_t ReadCounter(int32_t* value, int32_t index);
+int32_t WriteCounter(int32_t value, int32_t index);
+
+// Reads every counter of the number-range file at `path` without asking or
+// ending anything: false when it cannot be opened. A short file reads as
+// zeros beyond its end.
+bool ReadAll(const char* path, std::array<int32_t, kCounterCount>& counters);
+
+}  // namespace kv::nummern
+
+#endif  // KV_CORE_NUMMERN_H

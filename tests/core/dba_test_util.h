@@ -1,0 +1,61 @@
+// Helpers for tests of DBA files.
+#ifndef KVTEST_DBA_TEST_UTIL_H
+#define KVTEST_DBA_TEST_UTIL_H
+
+#include <cstring>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "kvdata/dba.h"
+#include "kvtest.h"
+
+namespace kvtest {
+
+inline DbaFile MakeDba(const std::string& path, int32_t recordSize, int32_t capacity) {
+  DbaFile f;
+  std::memset(&f, 0, sizeof f);
+  f.handle = -1;
+  f.recordSize = recordSize;
+  f.idCapacity = capacity;
+  std::snprintf(f.path, sizeof f.path, "%s", path.c_str());
+  return f;
+}
+
+inline DbaHeader ReadHeader(const std::string& path) {
+  DbaHeader h;
+  std::vector<uint8_t> b = ReadFileBytes(path);
+  std::memset(&h, 0, sizeof h);
+  if (b.size() >= sizeof h) std::memcpy(&h, b.data(), sizeof h);
+  return h;
+}
+
+// A record whose head says "used by refCount" and whose body carries a tag.
+inline std::vector<uint8_t> Record(int32_t recordSize, int32_t refCount, int32_t tag) {
+  std::vector<uint8_t> r(static_cast<size_t>(recordSize), 0);
+  std::memcpy(r.data(), &refCount, 4);
+  if (recordSize >= 12) std::memcpy(r.data() + 8, &tag, 4);
+  return r;
+}
+
+// The free chain from the header, as read from the file bytes; stops at a
+// repeated item (returned as the last element) or after limit steps.
+inline std::vector<int32_t> FreeChain(const std::string& path, int32_t recordSize, int32_t capacity,
+                                      size_t limit = 300000) {
+  std::vector<uint8_t> b = ReadFileBytes(path);
+  std::vector<int32_t> chain;
+  std::set<int32_t> seen;
+  int32_t n = I32At(b, 8);
+  while (n != 0 && chain.size() < limit) {
+    chain.push_back(n);
+    if (!seen.insert(n).second) break;
+    size_t pos = static_cast<size_t>(n) * recordSize + 40 + 8 * static_cast<size_t>(capacity);
+    if (pos + 8 > b.size()) break;
+    n = I32At(b, pos + 4);
+  }
+  return chain;
+}
+
+}  // namespace kvtest
+
+#endif  // KVTEST_DBA_TEST_UTIL_H

@@ -1,0 +1,225 @@
+// Byte locks on MMLOCK.DBA and function lock files, between real processes.
+#include <set>
+#include <sstream>
+#include <string>
+
+#include "core/lockdb.h"
+#include "kvdata/kvlockdb.h"
+#include "kvtest.h"
+#include "locks_support.h"
+#include "services/fileio.h"
+#include "services/platform.h"
+
+namespace {
+
+using kvtest::FileExists;
+using lockstest::Touch;
+using lockstest::WaitForFile;
+
+// args: dir, byte, ready file, release file. Holds the byte until told to
+// go, then exits without unlocking: the end of the process frees it.
+KVTEST_WORKER(hold_byte) {
+  lockstest::InitStation(args[0], "10.0.0.2", "bernd");
+  if (KVLOCKDB_LockDB(std::stoi(args[1])) != 1) return 2;
+  Touch(args[2]);
+  return WaitForFile(args[3], 60000) ? 0 : 3;
+}
+
+// args: dir, journal, rounds, id. Enters the function lock again and again
+// and records each entry and exit in the shared journal.
+KVTEST_WORKER(compete_function) {
+  lockstest::InitStation(args[0], "10.0.0.3", ("worker" + args[3]).c_str());
+  const std::string& journal = args[1];
+  int rounds = std::stoi(args[2]);
+  auto record = [&](const char* what) {
+    std::string line = std::string(what) + " " + args[3] + "\n";
+    kv::FileHandle h = kv::FileIO_OpenAppend(journal.c_str());
+    kv::FileIO_Write(h, line.data(), static_cast<int32_t>(line.size()));
+    kv::FileIO_Close(h);
+  };
+  for (int i = 0; i < rounds; ++i) {
+    if (KVLOCKDB_Blocking_Start("DATABASE_EinzelteilVerkaufen", 30000) != 1) return 2;
+    record("enter");
+    kv::SleepMs(1);
+    record("leave");
+    KVLOCKDB_Blocking_Stop("DATABASE_EinzelteilVerkaufen");
+  }
+  return 0;
+}
+
+// args: dir, go file. Tries once to take over the function lock; exit code 1
+// when it holds it afterwards, 0 when not.
+KVTEST_WORKER(take_over_once) {
+  lockstest::InitStation(args[0], "10.0.0.4", "clara");
+  // Spin rather than sleep so that all competitors start within a moment.
+  int64_t until = kv::MonotonicMs() + 30000;
+  while (!FileExists(args[1])) {
+    if (kv::MonotonicMs() > until) return 9;
+  }
+  return KVLOCKDB_Blocking_Start("BEZLIB_Reorg", 0);
+}
+
+class LockDbTest : public kvtest::DataDirTest {
+ protected:
+  void SetUp() override { lockstest::InitStation(dir(), "10.0.0.1", "anna"); }
+  void TearDown() override {
+    KVLOCKDB_Exit();
+    kvtest::DataDirTest::TearDown();
+  }
+  std::string FunctionLock(const char* name) { return file("func_locks/") + name + ".lok"; }
+};
+
+TEST_F(LockDbTest, InitCreatesTheLockDatabaseOnceAndLeavesAnExistingOneAlone) {
+  const std::vector<uint8_t> image = {'0', '0', '0', '0', '0', '0', '0',
+                                      '0', '0', '0', '0', '0', '0', 0};
+  EXPECT_EQ(kvtest::ReadFileBytes(file("MMLOCK.DBA")), image);
+  kvtest::WriteFileBytes(file("MMLOCK.DBA"), {'x', 'y'});
+  EXPECT_EQ(std::string(KVLOCKDB_Init(file("KUNDEN.DBA").c_str())), dir());
+  EXPECT_EQ(kvtest::ReadFileBytes(file("MMLOCK.DBA")), (std::vector<uint8_t>{'x', 'y'}));
+  EXPECT_EQ(KVLOCKDB_ErzeugeLockDB(), 1);
+  EXPECT_EQ(kvtest::ReadFileBytes(file("MMLOCK.DBA")), image);
+  EXPECT_EQ(KVLOCKDB_Init(nullptr), nullptr);
+}
+
+TEST_F(LockDbTest, ByteHeldByAnotherProcessIsRefusedAndTheNestingStaysBalanced) {
+  kvtest::Worker w = kvtest::SpawnWorker(
+      "hold_byte", {dir(), "12", file("ready"), file("release")});
+  ASSERT_TRUE(WaitForFile(file("ready")));
+
+  ASSERT_EQ(KVLOCKDB_LockDB(5), 1);
+  EXPECT_EQ(kv::lockdb::OpenCount(), 1);
+  EXPECT_EQ(KVLOCKDB_LockDB(12), 0);
+  EXPECT_EQ(kv::lockdb::OpenCount(), 1);
+  EXPECT_NE(kv::lockdb::LockDbHandle(), kv::kInvalidHandle);
+
+  // Two held bytes need two unlocks before the database closes.
+  ASSERT_EQ(KVLOCKDB_LockDB(6), 1);
+  EXPECT_EQ(kv::lockdb::OpenCount(), 2);
+  EXPECT_EQ(KVLOCKDB_LockDB(6), 0);  // already held through this very handle
+  EXPECT_EQ(kv::lockdb::OpenCount(), 2);
+  EXPECT_EQ(KVLOCKDB_UnlockDB(5), 1);
+  EXPECT_NE(kv::lockdb::LockDbHandle(), kv::kInvalidHandle);
+  EXPECT_EQ(KVLOCKDB_UnlockDB(6), 1);
+  EXPECT_EQ(kv::lockdb::LockDbHandle(), kv::kInvalidHandle);
+  EXPECT_EQ(kv::lockdb::OpenCount(), 0);
+
+  // The holder ends without unlocking; its byte is free afterwards.
+  Touch(file("release"));
+  ASSERT_EQ(kvtest::WaitWorker(w), 0);
+  EXPECT_EQ(KVLOCKDB_LockDB(12), 1);
+  EXPECT_EQ(KVLOCKDB_UnlockDB(12), 1);
+  EXPECT_EQ(KVLOCKDB_LockDB(-1), 0);
+}
+
+TEST_F(LockDbTest, FailedOpenRaisesTheCountThatOnlyAValidHandleLowers) {
+  ASSERT_TRUE(kv::FileIO_DeleteFile(file("MMLOCK.DBA").c_str()));
+  EXPECT_EQ(KVLOCKDB_OeffneLockDB(), -1);
+  EXPECT_EQ(KVLOCKDB_LockDB(3), 0);
+  EXPECT_EQ(kv::lockdb::OpenCount(), 2);
+  KVLOCKDB_SchliesseLockDB();
+  EXPECT_EQ(kv::lockdb::OpenCount(), 2);
+
+  ASSERT_EQ(KVLOCKDB_ErzeugeLockDB(), 1);
+  ASSERT_EQ(KVLOCKDB_LockDB(3), 1);  // count 3: the failed opens still weigh
+  EXPECT_EQ(KVLOCKDB_UnlockDB(3), 1);
+  EXPECT_EQ(kv::lockdb::OpenCount(), 2);
+  EXPECT_NE(kv::lockdb::LockDbHandle(), kv::kInvalidHandle);
+  KVLOCKDB_SchliesseLockDB();
+  KVLOCKDB_SchliesseLockDB();
+  EXPECT_EQ(kv::lockdb::LockDbHandle(), kv::kInvalidHandle);
+}
+
+TEST_F(LockDbTest, FunctionLockIsHeldByOneProcessAtATime) {
+  const int kWorkers = 4, kRounds = 25;
+  std::string journal = file("journal.txt");
+  std::vector<std::vector<std::string>> args;
+  for (int i = 0; i < kWorkers; ++i) {
+    args.push_back({dir(), journal, std::to_string(kRounds), std::to_string(i)});
+  }
+  for (int rc : kvtest::RunWorkers("compete_function", args)) EXPECT_EQ(rc, 0);
+
+  std::vector<std::string> lines = lockstest::ReadLines(journal);
+  ASSERT_EQ(lines.size(), static_cast<size_t>(2 * kWorkers * kRounds));
+  for (size_t i = 0; i < lines.size(); i += 2) {
+    std::istringstream enter(lines[i]), leave(lines[i + 1]);
+    std::string e, l, who1, who2;
+    enter >> e >> who1;
+    leave >> l >> who2;
+    ASSERT_EQ(e, "enter") << "line " << i;
+    ASSERT_EQ(l, "leave") << "line " << i + 1;
+    ASSERT_EQ(who1, who2) << "two holders at line " << i;
+  }
+  EXPECT_FALSE(FileExists(FunctionLock("DATABASE_EinzelteilVerkaufen")));
+}
+
+TEST_F(LockDbTest, AgedLockFileIsTakenOverAndAYoungOneWaitedOn) {
+  std::string lok = FunctionLock("ARTLIB_Reorg");
+  ASSERT_EQ(KVLOCKDB_Blocking_Start("ARTLIB_Reorg", 0), 1);
+  ASSERT_TRUE(FileExists(lok));
+  EXPECT_EQ(KVLOCKDB_Blocking_Start("ARTLIB_Reorg", 0), 0);  // even for its own process
+
+  kvtest::AgeFile(lok, 20);
+  EXPECT_EQ(KVLOCKDB_Blocking_Start("ARTLIB_Reorg", 300), 0);
+  EXPECT_GE(kv::FileIO_GetFileAge(lok.c_str()), 20);  // left as it was
+
+  kvtest::AgeFile(lok, 30);
+  EXPECT_EQ(KVLOCKDB_Blocking_Start("ARTLIB_Reorg", 0), 0);
+  EXPECT_GE(kv::FileIO_GetFileAge(lok.c_str()), 30);
+
+  kvtest::AgeFile(lok, 31);
+  EXPECT_EQ(KVLOCKDB_Blocking_Start("ARTLIB_Reorg", 0), 1);
+  EXPECT_LT(kv::FileIO_GetFileAge(lok.c_str()), 5);  // a fresh lock of ours
+
+  KVLOCKDB_Blocking_Stop("ARTLIB_Reorg");
+  EXPECT_FALSE(FileExists(lok));
+  EXPECT_EQ(KVLOCKDB_Blocking_Start("ARTLIB_Reorg", 0), 1);
+  EXPECT_EQ(KVLOCKDB_Blocking_Start(nullptr, 0), 0);
+  EXPECT_EQ(KVLOCKDB_Blocking_Start("", 0), 0);
+}
+
+TEST_F(LockDbTest, DisabledBlockingGrantsEverythingAndCreatesNothing) {
+  KVLOCKDB_IPUSERInit("10.0.0.1", "anna", 0);
+  EXPECT_EQ(KVLOCKDB_Blocking_Start("ARTLIB_Reorg", 0), 1);
+  EXPECT_EQ(KVLOCKDB_Blocking_Start("ARTLIB_Reorg", 0), 1);
+  EXPECT_FALSE(kv::FileIO_PathExist(file("func_locks").c_str()));
+  KVLOCKDB_Log_Event("SAME IP", "SAME USER", "START ARTLIB_Reorg", 1, 2, 3);
+  EXPECT_FALSE(FileExists(file("kvlogfile.txt")));
+}
+
+TEST_F(LockDbTest, OnlyOneOfSeveralProcessesTakesOverTheSameOrphan) {
+  const int kWorkers = 4;
+  for (int round = 0; round < 5; ++round) {
+    std::string lok = FunctionLock("BEZLIB_Reorg");
+    std::string go = file("go" + std::to_string(round));
+    ASSERT_EQ(KVLOCKDB_Blocking_Start("BEZLIB_Reorg", 0), 1);
+    kvtest::AgeFile(lok, 45);
+    std::vector<kvtest::Worker> workers;
+    for (int i = 0; i < kWorkers; ++i) workers.push_back(kvtest::SpawnWorker("take_over_once", {dir(), go}));
+    kv::SleepMs(100);  // let them all start and wait for the signal
+    Touch(go);
+    int winners = 0;
+    for (auto& w : workers) {
+      int rc = kvtest::WaitWorker(w);
+      ASSERT_TRUE(rc == 0 || rc == 1) << rc;
+      winners += rc;
+    }
+    EXPECT_EQ(winners, 1) << "round " << round;
+    KVLOCKDB_Blocking_Stop("BEZLIB_Reorg");
+  }
+}
+
+TEST_F(LockDbTest, OrphanIsNotTakenOverWhileAnotherStationClearsOrphans) {
+  std::string lok = FunctionLock("KundenDBA_Reorg");
+  ASSERT_EQ(KVLOCKDB_Blocking_Start("KundenDBA_Reorg", 0), 1);
+  kvtest::AgeFile(lok, 60);
+  // Another station in the middle of deleting an orphan holds the guard.
+  kv::FileHandle other = kv::FileIO_OpenRWS(file("MMLOCK.DBA").c_str());
+  ASSERT_EQ(kv::FileIO_TryLock(other, kv::lockdb::kOrphanGuardByte, 1), 1);
+  EXPECT_EQ(KVLOCKDB_Blocking_Start("KundenDBA_Reorg", 0), 0);
+  EXPECT_GE(kv::FileIO_GetFileAge(lok.c_str()), 60);
+  kv::FileIO_Close(other);
+  EXPECT_EQ(KVLOCKDB_Blocking_Start("KundenDBA_Reorg", 0), 1);
+  EXPECT_LT(kv::FileIO_GetFileAge(lok.c_str()), 5);
+}
+
+}  // namespace
