@@ -16,9 +16,10 @@
 #include <cstring>
 
 #include "article/database.h"
-#include "article/partner_calls.h"
 #include "kvdata/artlib.h"
 #include "kvdata/bezlib.h"
+#include "kvdata/kundendba.h"
+#include "kvdata/kvlockdb.h"
 #include "services/fileio.h"
 
 namespace kv::database {
@@ -113,27 +114,27 @@ class DesignationHead : public HeadStore {
 };
 
 // The customer head sits inside the customer record; the customer family
-// reads and writes it whole, without a lock.
+// reads and writes it whole (without touching its search files), and
+// without a lock.
 class CustomerHead : public HeadStore {
  public:
   explicit CustomerHead(int32_t n) : n_(n) {}
   bool open() override { return true; }
   void close() override {}
   bool read(Head& h) override {
-    if (KundenDBA_LeseKunde(n_, rec_) != 1) return false;
-    std::memcpy(&h.first, rec_ + kCustomerFirstItem, 4);
-    std::memcpy(&h.last, rec_ + kCustomerLastItem, 4);
+    if (KundenDBA_LeseKunde(n_, &rec_) != 1) return false;
+    h = {rec_.firstItem, rec_.lastItem};
     return true;
   }
   bool write(const Head& h) override {
-    std::memcpy(rec_ + kCustomerFirstItem, &h.first, 4);
-    std::memcpy(rec_ + kCustomerLastItem, &h.last, 4);
-    return KundenDBA_SchreibeKunde(n_, rec_, 0) == 1;
+    rec_.firstItem = h.first;
+    rec_.lastItem = h.last;
+    return KundenDBA_SchreibeKunde(n_, &rec_, 0) == 1;
   }
 
  private:
   int32_t n_;
-  unsigned char rec_[kCustomerRecordSize] = {};
+  Kunde rec_{};
 };
 
 // Sets one link of item id on disk under the item's record lock.

@@ -5,7 +5,7 @@ namespace articletest {
 bool InitFamilies(const std::string& dir, bool create, int32_t items) {
   const char* d = dir.c_str();
   std::string any = dir + "TEILE.DBA";
-  KVLOCKDB_Init(any.c_str());
+  if (KVLOCKDB_Init(any.c_str()) == nullptr) return false;
   // Function locks and the lock log switched on, as at a till.
   KVLOCKDB_IPUSERInit("10.0.0.7", "kasse1", 1);
   KundenDBA_Init(any.c_str());
@@ -28,8 +28,10 @@ void PutArticle(int32_t n, const char* text, uint16_t vat, int32_t p) {
 
 int32_t NewCustomer() {
   int32_t n = KundenDBA_NeuerKunde();
-  std::vector<uint8_t> record(1299, 0);
-  return n != 0 && KundenDBA_SchreibeKunde(n, record.data(), 1) == 1 ? n : 0;
+  Kunde record{};
+  if (n == 0 || KundenDBA_LeseKunde(n, &record) != 1) return 0;
+  std::strcpy(record.surname, "Kundin");
+  return KundenDBA_SchreibeKunde(n, &record, 1) == 1 ? n : 0;
 }
 
 Einzelteil NewRecord(int32_t article, int32_t designation, int32_t customer) {
@@ -54,9 +56,9 @@ Einzelteil ReadItem(int32_t id) {
 
 DiskHead HeadOnDisk(const std::string& dir, Chain chain, int32_t owner) {
   if (chain == Chain::Customer) {
-    std::vector<uint8_t> record(1299, 0);
-    EXPECT_EQ(KundenDBA_LeseKunde(owner, record.data()), 1);
-    return {kvtest::I32At(record, 911), kvtest::I32At(record, 915)};
+    Kunde record{};
+    EXPECT_EQ(KundenDBA_LeseKunde(owner, &record), 1);
+    return {record.firstItem, record.lastItem};
   }
   bool article = chain == Chain::Article;
   auto bytes = kvtest::ReadFileBytes(dir + (article ? ARTLIB_FILE_NAME : BEZLIB_FILE_NAME));
