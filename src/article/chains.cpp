@@ -55,63 +55,59 @@ class HeadStore {
   virtual bool write(const Head& h) = 0;
 };
 
-class ArticleHead : public HeadStore {
+// A head kept in a record of the article or the designation file, changed
+// under that record's lock. Ops names the family's functions.
+template <typename Ops>
+class LockedHead : public HeadStore {
  public:
-  explicit ArticleHead(int32_t n) : n_(n) {}
+  explicit LockedHead(int32_t n) : n_(n) {}
   bool open() override {
-    if (ARTLIB_OeffneDatenbank() == -1) return false;
-    if (ARTLIB_LockArtikel(n_) == 1) return true;
-    ARTLIB_SchliesseDatenbank();
+    if (Ops::Open() == -1) return false;
+    if (Ops::Lock(n_) == 1) return true;
+    Ops::Close();
     return false;
   }
   void close() override {
-    ARTLIB_UnlockArtikel(n_);
-    ARTLIB_SchliesseDatenbank();
+    Ops::Unlock(n_);
+    Ops::Close();
   }
   bool read(Head& h) override {
-    if (ARTLIB_LeseArtikel(n_, &rec_) != 1) return false;
+    if (Ops::Read(n_, &rec_) != 1) return false;
     h = {rec_.firstItem, rec_.lastItem};
     return true;
   }
   bool write(const Head& h) override {
     rec_.firstItem = h.first;
     rec_.lastItem = h.last;
-    return ARTLIB_SchreibeArtikel(n_, &rec_) == 1;
+    return Ops::Write(n_, &rec_) == 1;
   }
 
  private:
   int32_t n_;
-  ArtikelRecord rec_{};
+  typename Ops::Record rec_{};
 };
 
-class DesignationHead : public HeadStore {
- public:
-  explicit DesignationHead(int32_t n) : n_(n) {}
-  bool open() override {
-    if (BEZLIB_OeffneDatenbank() == -1) return false;
-    if (BEZLIB_LockBezeichnung(n_) == 1) return true;
-    BEZLIB_SchliesseDatenbank();
-    return false;
-  }
-  void close() override {
-    BEZLIB_UnlockBezeichnung(n_);
-    BEZLIB_SchliesseDatenbank();
-  }
-  bool read(Head& h) override {
-    if (BEZLIB_LeseBezeichnung(n_, &rec_) != 1) return false;
-    h = {rec_.firstItem, rec_.lastItem};
-    return true;
-  }
-  bool write(const Head& h) override {
-    rec_.firstItem = h.first;
-    rec_.lastItem = h.last;
-    return BEZLIB_SchreibeBezeichnung(n_, &rec_) == 1;
-  }
-
- private:
-  int32_t n_;
-  Bezeichnung rec_{};
+struct ArticleOps {
+  using Record = ArtikelRecord;
+  static int32_t Open() { return ARTLIB_OeffneDatenbank(); }
+  static void Close() { ARTLIB_SchliesseDatenbank(); }
+  static int32_t Lock(int32_t n) { return ARTLIB_LockArtikel(n); }
+  static int32_t Unlock(int32_t n) { return ARTLIB_UnlockArtikel(n); }
+  static int32_t Read(int32_t n, Record* r) { return ARTLIB_LeseArtikel(n, r); }
+  static int32_t Write(int32_t n, Record* r) { return ARTLIB_SchreibeArtikel(n, r); }
 };
+using ArticleHead = LockedHead<ArticleOps>;
+
+struct DesignationOps {
+  using Record = Bezeichnung;
+  static int32_t Open() { return BEZLIB_OeffneDatenbank(); }
+  static void Close() { BEZLIB_SchliesseDatenbank(); }
+  static int32_t Lock(int32_t n) { return BEZLIB_LockBezeichnung(n); }
+  static int32_t Unlock(int32_t n) { return BEZLIB_UnlockBezeichnung(n); }
+  static int32_t Read(int32_t n, Record* r) { return BEZLIB_LeseBezeichnung(n, r); }
+  static int32_t Write(int32_t n, Record* r) { return BEZLIB_SchreibeBezeichnung(n, r); }
+};
+using DesignationHead = LockedHead<DesignationOps>;
 
 // The customer head sits inside the customer record; the customer family
 // reads and writes it whole (without touching its search files), and

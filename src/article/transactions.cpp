@@ -131,17 +131,10 @@ int32_t give_back(const EinzelteilBuchung* b, int32_t deleteItem) {
   Einzelteil r;
   if (lese(b->item, &r) != 1 || !has(r, DATABASE_FLAG_BENUTZT)) return 0;
   exchange(b, TEXDEFS_GetUhrZeit(nullptr));
-  if (open() == kInvalidHandle) return 0;
-  int32_t result = 0;
-  if (lock(b->item) == 1) {
-    if (read(b->item, &r) == 1) {
-      r.flags = static_cast<int16_t>(r.flags & DATABASE_FLAG_RETOURE);
-      result = write(b->item, &r);
-    }
-    unlock(b->item);
-  }
-  close();
-  return result;
+  return update_locked(b->item, [](Einzelteil& after) {
+    after.flags = static_cast<int16_t>(after.flags & DATABASE_FLAG_RETOURE);
+    return true;
+  });
 }
 
 int32_t transfer(const EinzelteilBuchung* b, bool alsoSold) {
