@@ -162,6 +162,12 @@ bool CopyPath(char* dst, const char* src);
 // Directory of the module (shared library or executable) that contains the
 // library, with a trailing separator, into a 260-byte buffer; 1 on success.
 int32_t FileIO_GetModuleDirectory(char* directory);
+// Tests only: makes FileIO_GetModuleDirectory report `directory` instead
+// (null restores the real one), so that a test never drops files beside the
+// test programs, which every test program shares.
+void FileIO_SetModuleDirectoryOverride(const char* directory);
+// The override, or null.
+const char* FileIO_ModuleDirectoryOverride();
 
 }  // namespace kv
 

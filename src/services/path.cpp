@@ -26,6 +26,19 @@ size_t DirectoryLength(const char* path) {
 
 }  // namespace
 
+namespace {
+char g_module_override[kMaxPath] = "";
+}
+
+void FileIO_SetModuleDirectoryOverride(const char* directory) {
+  if (!CopyPath(g_module_override, directory)) g_module_override[0] = '\0';
+  FileIO_MakePathName(g_module_override);
+}
+
+const char* FileIO_ModuleDirectoryOverride() {
+  return g_module_override[0] != '\0' ? g_module_override : nullptr;
+}
+
 bool CopyPath(char* dst, const char* src) {
   if (dst == nullptr) return false;
   dst[0] = '\0';

@@ -167,22 +167,17 @@ TEST_F(NummernDeathTest, ReadWithoutTheFileEndsTheProcessWithCode1) {
       ::testing::ExitedWithCode(1), "Malloc Error <-> NummernDBA");
 }
 
-// Removes the number-range file beside the test program whatever happens.
+// Stands in for the library's own directory for one test, so that no file
+// is ever put beside the test programs, which all test programs share.
 struct ModuleFile {
-  std::string path;
-  ModuleFile() {
-    char directory[kv::kMaxPath];
-    if (kv::FileIO_GetModuleDirectory(directory)) path = std::string(directory) + "NUMMERN.DAT";
-  }
-  ~ModuleFile() {
-    if (!path.empty()) kv::FileIO_DeleteFile(path.c_str());
-  }
+  kvtest::TempDir moduleDir;
+  std::string path = moduleDir.file("NUMMERN.DAT");
+  ModuleFile() { kv::FileIO_SetModuleDirectoryOverride(moduleDir.path().c_str()); }
+  ~ModuleFile() { kv::FileIO_SetModuleDirectoryOverride(nullptr); }
 };
 
 TEST_F(NummernTest, FileBesideTheLibraryMovesIntoAnEmptyDataDirectory) {
   ModuleFile beside;
-  ASSERT_FALSE(beside.path.empty());
-  ASSERT_FALSE(kvtest::FileExists(beside.path)) << "left over from an earlier run";
   std::vector<uint8_t> image = PatternImage(800);
 
   // A data directory that has its own file keeps it; the other stays put.

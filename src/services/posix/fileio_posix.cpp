@@ -530,6 +530,7 @@ FileHandle FileIO_OpenAppend(const char* path) {
 int32_t FileIO_GetModuleDirectory(char* directory) {
   if (directory == nullptr) return 0;
   directory[0] = '\0';
+  if (const char* forced = FileIO_ModuleDirectoryOverride()) return CopyPath(directory, forced) ? 1 : 0;
   Dl_info info;
   if (dladdr(reinterpret_cast<void*>(&FileIO_GetModuleDirectory), &info) == 0 ||
       info.dli_fname == nullptr) {

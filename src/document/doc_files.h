@@ -1,0 +1,56 @@
+// Helpers shared by the one-file-per-document families (orders, invoices):
+// directory listings, the rewrite protocol and progress of walks.
+//
+// A whole file is rewritten by writing the new content to "<name>XX" beside
+// it, then deleting the old file and renaming the new one into place. Until
+// the delete the old file is intact; after it the complete new file waits
+// under its XX name, and FinishInterruptedRewrites renames it on the next
+// run. No crash loses a document.
+#ifndef KV_DOCUMENT_DOC_FILES_H
+#define KV_DOCUMENT_DOC_FILES_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "services/action.h"
+
+namespace kv::doc {
+
+// directory + name (a separator put between when the directory lacks one)
+// into a 260-byte buffer; false when it does not fit.
+bool JoinPath(const char* directory, const char* name, char* out);
+// directory := the directory part of path (a null or over-long path leaves
+// it unchanged). Both are 260-byte buffers.
+void SetDirectoryFromPath(char* directory, const char* path);
+// Swaps a family's working directory with its archive directory: 1, or 0
+// (nothing swapped) when the archive directory is not set or does not exist.
+int32_t SwapWithArchive(char* directory, char* archive);
+// Full paths of the files in `directory` matching `pattern`, in name order,
+// taken before the caller changes anything.
+std::vector<std::string> ListFiles(const char* directory, const char* pattern);
+// "<path>XX" into a 260-byte buffer; false when it does not fit.
+bool TempPathFor(const char* path, char* out);
+// Deletes `path` and renames `temp` to it; on a failed delete the temp file
+// goes and the original stays. 1 on success.
+int32_t ReplaceWithTemp(const char* path, const char* temp);
+// Renames every "XX" file matching `tempPattern` in `directory` whose
+// original is gone.
+void FinishInterruptedRewrites(const char* directory, const char* tempPattern);
+
+// A progress display for one walk (nothing when show is false).
+class Progress {
+ public:
+  Progress(bool show, int32_t total);
+  ~Progress();
+  Progress(const Progress&) = delete;
+  Progress& operator=(const Progress&) = delete;
+  void Step();
+
+ private:
+  ActionDlg dlg_;
+};
+
+}  // namespace kv::doc
+
+#endif  // KV_DOCUMENT_DOC_FILES_H

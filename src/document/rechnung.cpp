@@ -1,0 +1,187 @@
+// Invoice directory, names, records, status and archive moves.
+#include "document/rechnung.h"
+
+#include <cstdio>
+#include <cstring>
+
+#include "document/doc_files.h"
+#include "services/ini.h"
+
+namespace kv::rechnung {
+
+namespace {
+
+char g_invoiceDir[kMaxPath] = ".\\RECHNUNG\\";
+char g_archiveDir[kMaxPath] = "";
+int32_t g_prefix = 0;
+
+// Finds of the invoice directory deliver full paths, so one directory per
+// open find is kept beside the find handle.
+struct OpenFind {
+  FindHandle handle = -1;
+  char directory[kMaxPath] = "";
+};
+constexpr int kMaxFinds = 8;
+OpenFind g_finds[kMaxFinds];
+
+int32_t MoveBlock(FileHandle h, void* buffer, int32_t size, bool write) {
+  if (h == kInvalidHandle || buffer == nullptr) return 0;
+  const int32_t n = write ? FileIO_Write(h, buffer, size) : FileIO_Read(h, buffer, size);
+  return n == size ? 1 : 0;
+}
+
+bool ArchiveExists() { return g_archiveDir[0] != '\0' && FileIO_PathExist(g_archiveDir); }
+
+}  // namespace
+
+void Init(int32_t prefix, const char* path) {
+  g_prefix = prefix;
+  doc::SetDirectoryFromPath(g_invoiceDir, path);
+}
+
+int32_t InitWithArchive(int32_t prefix, const char* path, const char* archiveRoot) {
+  Init(prefix, path);
+  g_archiveDir[0] = '\0';  // without a root the process works without an archive
+  if (archiveRoot == nullptr || archiveRoot[0] == '\0' || path == nullptr) return 0;
+  // The archive mirrors the invoice directory below the archive root: the
+  // root with exactly one trailing separator removed, then the invoice
+  // directory after its drive colon (it starts with its own separator).
+  char root[kMaxPath];
+  if (!CopyPath(root, archiveRoot)) return 0;
+  FileIO_MakePathName(root);
+  root[std::strlen(root) - 1] = '\0';
+  const char* colon = std::strchr(g_invoiceDir, ':');
+  const char* tail = colon ? colon + 1 : g_invoiceDir;
+  const int n = std::snprintf(g_archiveDir, kMaxPath, "%s%s", root, tail);
+  if (n < 0 || n >= kMaxPath) {
+    g_archiveDir[0] = '\0';
+    return 0;
+  }
+  return FileIO_MakeMultiPath(g_archiveDir);
+}
+
+int32_t SwitchArchivePath() {
+  return doc::SwapWithArchive(g_invoiceDir, g_archiveDir);
+}
+
+const char* InvoiceDirectory() { return g_invoiceDir; }
+const char* ArchiveDirectory() { return g_archiveDir; }
+
+char* CreateFileName(int32_t number, char* out) {
+  if (out == nullptr) return nullptr;
+  char name[48];
+  if (number < 100000) {
+    std::snprintf(name, sizeof name, "RECH%03d%05d.REC", g_prefix, number);
+  } else if (number < 10000000) {
+    std::snprintf(name, sizeof name, "RECH%08d.REC", number);
+  } else {
+    std::snprintf(name, sizeof name, "RECH%010d.REC", number);
+  }
+  if (!doc::JoinPath(g_invoiceDir, name, out)) out[0] = '\0';
+  return out;
+}
+
+FileHandle Create(int32_t number) {
+  char path[kMaxPath];
+  return FileIO_CreateRWS(CreateFileName(number, path));
+}
+
+int32_t Exists(int32_t number) {
+  char path[kMaxPath];
+  return FileIO_Exist(CreateFileName(number, path));
+}
+
+int32_t Delete(int32_t number) {
+  char path[kMaxPath];
+  return FileIO_DeleteFile(CreateFileName(number, path));
+}
+
+int32_t WriteRecord(FileHandle h, void* record) {
+  if (h == kInvalidHandle || record == nullptr) return 0;
+  const int32_t version = kVersion;
+  std::memcpy(static_cast<char*>(record) + kVersionOffset, &version, 4);
+  return MoveBlock(h, record, kRecordSize, true);
+}
+
+int32_t ReadRecord(FileHandle h, void* record) { return MoveBlock(h, record, kRecordSize, false); }
+
+int32_t WriteDetail(FileHandle h, const void* detail) {
+  return MoveBlock(h, const_cast<void*>(detail), kDetailSize, true);
+}
+
+int32_t ReadDetail(FileHandle h, void* detail) { return MoveBlock(h, detail, kDetailSize, false); }
+
+int32_t ChangeStatus(int32_t number, int32_t status, void* copy) {
+  char path[kMaxPath];
+  FileHandle h = FileIO_OpenRWS(CreateFileName(number, path));
+  if (h == kInvalidHandle) return 0;
+  unsigned char record[kRecordSize];
+  int32_t ok = ReadRecord(h, record);
+  if (ok) {
+    std::memcpy(record + kStatusOffset, &status, 4);
+    ok = FileIO_SetPos(h, 0) == 0 && WriteRecord(h, record);
+  }
+  FileIO_Close(h);
+  if (ok && copy != nullptr) std::memcpy(copy, record, kRecordSize);
+  return ok;
+}
+
+int32_t GetStatus(int32_t number) {
+  char path[kMaxPath];
+  FileHandle h = FileIO_OpenROS(CreateFileName(number, path));
+  if (h == kInvalidHandle) return 0;
+  unsigned char record[kRecordSize];
+  int32_t status = 0;
+  if (ReadRecord(h, record)) std::memcpy(&status, record + kStatusOffset, 4);
+  FileIO_Close(h);
+  return status;
+}
+
+FileHandle FindFirst(const char* pattern, char* path) {
+  if (path == nullptr) return -1;
+  path[0] = '\0';
+  int slot = 0;
+  while (slot < kMaxFinds && g_finds[slot].handle != -1) ++slot;
+  if (slot == kMaxFinds) return -1;
+  char full[kMaxPath];
+  if (!doc::JoinPath(g_invoiceDir, (pattern && pattern[0]) ? pattern : "RECH*.*", full)) return -1;
+  FindData fd;
+  FindHandle fh = FileIO_FindFirstFile(full, &fd);
+  if (fh == -1) return -1;
+  OpenFind& f = g_finds[slot];
+  f.handle = fh;
+  FileIO_ExtractPath(full, f.directory);
+  doc::JoinPath(f.directory, fd.name, path);
+  return fh;
+}
+
+int32_t FindNext(FileHandle h, char* path) {
+  if (path == nullptr) return 0;
+  for (OpenFind& f : g_finds) {
+    if (f.handle != h || h == -1) continue;
+    FindData fd;
+    if (!FileIO_FindNextFile(h, &fd)) return 0;
+    return doc::JoinPath(f.directory, fd.name, path) ? 1 : 0;
+  }
+  return 0;
+}
+
+void FindClose(FileHandle h) {
+  for (OpenFind& f : g_finds) {
+    if (f.handle == h && h != -1) {
+      FileIO_FindClose(h);
+      f.handle = -1;
+    }
+  }
+}
+
+int32_t MoveToArchive(const char* path, bool toArchive) {
+  if (path == nullptr || !ArchiveExists()) return 0;
+  char dir[kMaxPath], name[kMaxPath], archived[kMaxPath];
+  INI_SeparateFile(path, dir, name);
+  if (!doc::JoinPath(g_archiveDir, name, archived)) return 0;
+  // Moving back takes the same path the invoice had before it was archived.
+  return toArchive ? FileIO_RenameFile(path, archived) : FileIO_RenameFile(archived, path);
+}
+
+}  // namespace kv::rechnung

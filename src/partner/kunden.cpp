@@ -1,0 +1,219 @@
+// Customer records: write with search update, delete, import, block
+// transfers, walks, flags and the reorganisation.
+#include <cstring>
+
+#include "partner/kunden.h"
+#include "services/platform.h"
+#include "services/texdefs.h"
+
+namespace kv::partner {
+
+namespace {
+
+Kunde* AsKunde(void* record) { return static_cast<Kunde*>(record); }
+
+}  // namespace
+
+void Clear(Kunde& k) {
+  std::memset(&k, 0, sizeof k);
+  k.code1 = KUNDE_CODE_DEFAULT;
+  k.code2 = KUNDE_CODE_DEFAULT;
+  k.code3 = 0;
+  k.code4 = KUNDE_CODE_DEFAULT;
+}
+
+void Stamp(Kunde& k) {
+  k.lastWriteDate = TEXDEFS_Heute(nullptr);
+  k.lastWriteTime = TEXDEFS_GetUhrZeit(nullptr);
+}
+
+int32_t Write(int32_t number, void* record, int32_t updateSearch) {
+  if (!InRange(number) || record == nullptr) return 0;
+  Kunde* k = AsKunde(record);
+  if (updateSearch != 0) {
+    KundeSuchEintrag name = NameEntry(*k);
+    WriteSearchEntry(NameSearchFile(), number, &name, sizeof name);
+    KundeBLZSuchEintrag bank = BankEntry(*k);
+    WriteSearchEntry(BankSearchFile(), number, &bank, sizeof bank);
+  }
+  Stamp(*k);
+  return DBA_WriteDATA(&CustomerFile(), number, k);
+}
+
+int32_t Delete(int32_t number) {
+  if (!InRange(number)) return 0;
+  DbaFile& f = CustomerFile();
+  Kunde k;
+  // A number past the end of the file is not a customer: writing the cleared
+  // record there would grow the file behind the header's back.
+  if (!DBA_ReadDATA(&f, number, &k)) return 1;
+  // The search entries are zeroed while the number is still ours: once it
+  // is freed another workstation may take it and write its own entries.
+  KundeSuchEintrag name{};
+  WriteSearchEntry(NameSearchFile(), number, &name, sizeof name);
+  KundeBLZSuchEintrag bank{};
+  WriteSearchEntry(BankSearchFile(), number, &bank, sizeof bank);
+  // Freeing a free record again would link it into the free chain twice and
+  // hand its number out to two new customers.
+  if (k.refCount != -1) {
+    Clear(k);
+    DBA_WriteDATA(&f, number, &k);
+    DBA_DeleteITEM(&f, number);
+  }
+  return 1;
+}
+
+int32_t WriteImport(int32_t number, void* record) {
+  if (!InRange(number) || record == nullptr) return 0;
+  Kunde* k = AsKunde(record);
+  k->refCount = 1;
+  k->flags |= KUNDE_FLAG_BENUTZBAR;
+  k->code1 = KUNDE_CODE_DEFAULT;
+  k->code2 = KUNDE_CODE_DEFAULT;
+  k->code4 = KUNDE_CODE_DEFAULT;
+  Stamp(*k);
+  DbaFile& f = CustomerFile();
+  if (DBA_OpenDBA(&f)) DBA_SetDATA(&f, number, k, KUNDE_RECORD_SIZE);
+  DBA_CloseDBA(&f);
+  return 1;
+}
+
+// Bounds of the block transfers: the sum first + count may not pass the
+// highest customer number, so the last customer can only be moved singly.
+static bool BlockInRange(int32_t first, int32_t count) {
+  return first >= 1 && count >= 1 && int64_t{first} + count <= KUNDEN_MAX;
+}
+
+int32_t ReadBlock(int32_t first, void* records, int32_t count) {
+  if (!BlockInRange(first, count) || records == nullptr) return 0;
+  return DBA_GetDATA(&CustomerFile(), first, records, count * KUNDE_RECORD_SIZE);
+}
+
+int32_t WriteBlock(int32_t first, void* records, int32_t count) {
+  if (!BlockInRange(first, count) || records == nullptr) return 0;
+  Kunde* k = AsKunde(records);
+  for (int32_t i = 0; i < count; ++i) Stamp(k[i]);
+  return DBA_SetDATA(&CustomerFile(), first, records, count * KUNDE_RECORD_SIZE);
+}
+
+int32_t MaxNumber() {
+  // Read from the header rather than through DBA_InspectExistingDBA, which
+  // would reset the walk state of the descriptor: the address functions may
+  // run inside a walk's callback.
+  DbaFile& f = CustomerFile();
+  DbaHeader h{};
+  int32_t ok = DBA_OpenDBA(&f);
+  if (ok) {
+    DBA_LockHEADER(&f);
+    ok = DBA_GetHEADER(&f, &h);
+    DBA_UnlockHEADER(&f);
+  }
+  DBA_CloseDBA(&f);
+  return ok ? h.slotCount : 0;
+}
+
+// The engine's walkers report their progress themselves.
+int32_t ForEach(DbaFile& file, DbaItemCallback callback, bool readWrite) {
+  if (callback == nullptr) return 0;
+  DbaFile* result = readWrite ? DBA_MitAllenITEMsRW(&file, callback) : DBA_MitJedemITEM(&file, callback);
+  return result != nullptr ? 1 : 0;
+}
+
+int32_t AllUsable() {
+  int32_t max = MaxNumber();
+  DbaFile& f = CustomerFile();
+  if (!DBA_OpenDBA(&f)) {
+    DBA_CloseDBA(&f);
+    return 0;
+  }
+  WalkProgress progress("KUNDEN.DBA", max);
+  Kunde k;
+  for (int32_t n = 1; n <= max; ++n) {
+    if (DBA_GetDATA(&f, n, &k, KUNDE_RECORD_SIZE)) {
+      k.flags |= KUNDE_FLAG_BENUTZBAR;
+      Stamp(k);
+      DBA_SetDATA(&f, n, &k, KUNDE_RECORD_SIZE);
+    }
+    progress.Step();
+  }
+  DBA_CloseDBA(&f);
+  return 1;
+}
+
+// The reorganisation decides from each record whether it is a customer: a
+// record with a surname is one (whatever its flags say, so that customers
+// written without the usable flag survive with their data); a record with
+// neither flags nor surname is cleared and freed. DBA_Reo then rebuilds the
+// free chain and the counts from the reference counts set here.
+int32_t Reorganise() {
+  DbaFile& f = CustomerFile();
+  if (!DBA_OpenDBA(&f)) {
+    DBA_CloseDBA(&f);
+    return 0;
+  }
+  DbaHeader h{};
+  if (DBA_GetHEADER(&f, &h)) {
+    int32_t slots = h.slotCount;
+    h.version = KUNDE_VERSION;
+    h.lastChange = UnixTimeNow32();
+    std::memset(reinterpret_cast<uint8_t*>(&h) + 20, 0, 20);
+    DBA_SetHEADER(&f, &h);
+    WalkProgress progress("KUNDEN.DBA", slots);
+    Kunde k;
+    for (int32_t n = 1; DBA_GetDATA(&f, n, &k, KUNDE_RECORD_SIZE); ++n) {
+      if (k.surname[0] != 0) {
+        k.refCount = 1;
+        DBA_SetDATA(&f, n, &k, KUNDE_RECORD_SIZE);
+      } else if (k.flags == 0) {
+        Clear(k);
+        k.refCount = -1;
+        DBA_SetDATA(&f, n, &k, KUNDE_RECORD_SIZE);
+      }
+      progress.Step();
+    }
+  }
+  DBA_CloseDBA(&f);
+  return DBA_Reo(&f) != nullptr ? 1 : 0;
+}
+
+int32_t SetDeclaration(int32_t number, bool on) {
+  Kunde k;
+  if (!InRange(number) || !DBA_ReadDATA(&CustomerFile(), number, &k)) return 0;
+  if (on) {
+    k.flags |= KUNDE_FLAG_ERKLAERUNG;
+  } else {
+    k.flags &= static_cast<uint16_t>(~KUNDE_FLAG_ERKLAERUNG);
+  }
+  Write(number, &k, 0);
+  return 1;
+}
+
+int32_t DeclarationIssued(int32_t number) {
+  Kunde k;
+  if (!InRange(number) || !DBA_ReadDATA(&CustomerFile(), number, &k)) return 0;
+  return (k.flags & KUNDE_FLAG_ERKLAERUNG) != 0 ? 1 : 0;
+}
+
+int32_t CreateHeader(int32_t count, int32_t version) {
+  if (count < 0 || count > KUNDEN_MAX) return 0;
+  DbaHeader h{};
+  h.version = version;
+  h.lastChange = UnixTimeNow32();
+  h.freeHead = count + 1;
+  h.usedCount = count;
+  h.slotCount = count;
+  DbaFile& f = CustomerFile();
+  int32_t ok = DBA_OpenDBA(&f) ? DBA_SetHEADER(&f, &h) : 0;
+  DBA_CloseDBA(&f);
+  return ok;
+}
+
+int32_t SearchReadBlock(DbaFile& file, int32_t first, void* entries, int32_t count) {
+  if (!InRange(first) || entries == nullptr || count < 1) return 0;
+  if (count > KUNDEN_MAX) return 0;  // keeps count * entry size in range
+  int32_t ok = DBA_OpenDBA(&file) ? DBA_GetDATA(&file, first, entries, count * file.recordSize) : 0;
+  DBA_CloseDBA(&file);
+  return ok;
+}
+
+}  // namespace kv::partner

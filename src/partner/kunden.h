@@ -1,0 +1,87 @@
+// The customer family: KUNDEN.DBA with its name and bank search files, the
+// customer file of a second data directory, and the upgrades of older
+// customer files. The exported KundenDBA_* functions forward here.
+#ifndef KV_PARTNER_KUNDEN_H
+#define KV_PARTNER_KUNDEN_H
+
+#include <cstdint>
+#include <string>
+
+#include "kvdata/kundendba.h"
+
+namespace kv::partner {
+
+// ---- files (kunden_files.cpp) ----
+// The process-wide descriptors; their paths are empty until Init.
+DbaFile& CustomerFile();
+DbaFile& NameSearchFile();
+DbaFile& BankSearchFile();
+DbaFile& SecondCustomerFile();
+// Data directory fixed by Init, with a trailing separator ("" before).
+const std::string& DataDirectory();
+// Fills a closed descriptor for file `name` of `directory`.
+void SetUpDescriptor(DbaFile& file, const std::string& directory, const char* name, int32_t recordSize);
+// Directory part of path, with a trailing separator.
+std::string DirectoryOf(const char* path);
+bool InRange(int32_t number);
+
+int32_t Init(const char* path);
+int32_t InitSecond(const char* path);
+
+// Search entries of a record: as written by a customer write (strings bounded
+// by their fields, zero-padded) ...
+KundeSuchEintrag NameEntry(const Kunde& k);
+KundeBLZSuchEintrag BankEntry(const Kunde& k);
+// ... and as a rebuild writes them (bank code and account copied byte by
+// byte, 8 and 10 bytes).
+KundeBLZSuchEintrag RebuiltBankEntry(const Kunde& k);
+// Writes entry (entrySize bytes) at number of a search file when it opens;
+// a file that does not open is skipped.
+void WriteSearchEntry(DbaFile& file, int32_t number, const void* entry, int32_t entrySize);
+
+// Progress of a walk over `total` items: opens a display, advances it every
+// k-th item (k from DBA_GetAnzeigeTeiler) and closes it on destruction.
+class WalkProgress {
+ public:
+  WalkProgress(const char* title, int32_t total);
+  ~WalkProgress();
+  WalkProgress(const WalkProgress&) = delete;
+  WalkProgress& operator=(const WalkProgress&) = delete;
+  void Step();
+
+ private:
+  int32_t dlg_;
+  int32_t step_;
+  int32_t done_ = 0;
+};
+
+// ---- records (kunden.cpp) ----
+void Clear(Kunde& k);
+void Stamp(Kunde& k);
+int32_t Write(int32_t number, void* record, int32_t updateSearch);
+int32_t Delete(int32_t number);
+int32_t WriteImport(int32_t number, void* record);
+int32_t ReadBlock(int32_t first, void* records, int32_t count);
+int32_t WriteBlock(int32_t first, void* records, int32_t count);
+int32_t MaxNumber();
+int32_t ForEach(DbaFile& file, DbaItemCallback callback, bool readWrite);
+int32_t AllUsable();
+int32_t Reorganise();
+int32_t SetDeclaration(int32_t number, bool on);
+int32_t DeclarationIssued(int32_t number);
+int32_t CreateHeader(int32_t count, int32_t version);
+int32_t SearchReadBlock(DbaFile& file, int32_t first, void* entries, int32_t count);
+
+// ---- address texts (kunden_address.cpp) ----
+int32_t IsEmpty(const void* record, int32_t mode);
+int32_t Address(int32_t number, char* text, int32_t mode);
+int32_t AddressWithTelephone(int32_t number, char* text, const char* label);
+
+// ---- versions and upgrades (kunden_upgrade.cpp) ----
+int32_t CheckConversionRequired(const char* path);
+int32_t DoUpdate(int32_t newVersion, int32_t oldVersion);
+int32_t MergeExtension(const char* path);
+
+}  // namespace kv::partner
+
+#endif  // KV_PARTNER_KUNDEN_H

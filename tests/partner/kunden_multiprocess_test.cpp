@@ -1,0 +1,91 @@
+// Several processes create, write and delete customers in one data directory
+// at once; afterwards every customer and both search files agree.
+#include <map>
+#include <set>
+
+#include "kunden_fixture.h"
+
+namespace {
+
+using kvtest::MakeKunde;
+using kvtest::SetText;
+
+constexpr int kWorkers = 4;
+constexpr int kPerWorker = 30;
+
+std::string Surname(int worker, int i) { return "W" + std::to_string(worker) + "N" + std::to_string(i); }
+
+// args: data directory, worker number. Prints nothing; every customer it
+// keeps is written twice (a second write with search update after a
+// neighbour may have been deleted), every third is deleted again.
+KVTEST_WORKER(kunden_writer) {
+  if (KundenDBA_Init((args[0] + "KUNDEN.DBA").c_str()) == 0) return 10;
+  int worker = std::stoi(args[1]);
+  for (int i = 0; i < kPerWorker; ++i) {
+    int32_t n = KundenDBA_NeuerKunde();
+    if (n == 0) return 11;
+    Kunde k = MakeKunde(Surname(worker, i).c_str());
+    SetText(k.bankCode, ("1000000" + std::to_string(worker)).c_str());
+    SetText(k.accountNumber, std::to_string(i).c_str());
+    if (KundenDBA_SchreibeKunde(n, &k, 1) != 1) return 12;
+    if (i % 3 == 2) {
+      if (KundenDBA_LoescheKunde(n) != 1) return 13;
+    } else if (KundenDBA_SchreibeKunde(n, &k, 1) != 1) {
+      return 14;
+    }
+  }
+  return 0;
+}
+
+class KundenMultiProcessTest : public kvtest::KundenTest {};
+
+std::map<int32_t, std::string> g_walked;
+int32_t KV_CALLBACK Remember(int32_t n, void* record) {
+  g_walked[n] = static_cast<Kunde*>(record)->surname;
+  return 0;
+}
+
+TEST_F(KundenMultiProcessTest, ConcurrentWritersLeaveConsistentFiles) {
+  std::vector<std::vector<std::string>> args;
+  for (int w = 0; w < kWorkers; ++w) args.push_back({dir(), std::to_string(w)});
+  for (int code : kvtest::RunWorkers("kunden_writer", args)) ASSERT_EQ(code, 0);
+
+  g_walked.clear();
+  ASSERT_EQ(KundenDBA_MitAllenKunden(Remember), 1);
+  int kept = kWorkers * (kPerWorker - kPerWorker / 3);
+  ASSERT_EQ(static_cast<int>(g_walked.size()), kept);
+  std::set<std::string> names;
+  for (const auto& [n, name] : g_walked) names.insert(name);
+  EXPECT_EQ(static_cast<int>(names.size()), kept);  // nobody overwrote anybody
+  for (int w = 0; w < kWorkers; ++w) {
+    for (int i = 0; i < kPerWorker; ++i) EXPECT_EQ(names.count(Surname(w, i)), i % 3 == 2 ? 0u : 1u);
+  }
+
+  // Every number ever handed out is either a customer with matching search
+  // entries or a free record with zeroed ones.
+  int32_t max = KundenDBA_GetMAX();
+  // Freed numbers are handed out again: at most one per worker stays free.
+  EXPECT_GE(max, kept);
+  EXPECT_LE(max, kept + kWorkers);
+  for (int32_t n = 1; n <= max; ++n) {
+    Kunde k;
+    ASSERT_EQ(KundenDBA_LeseKunde(n, &k), 1);
+    KundeSuchEintrag e;
+    KundeBLZSuchEintrag b;
+    ASSERT_EQ(KundenSuchDBA_Read(n, &e), 1);
+    ASSERT_EQ(KundenBLZSuchDBA_Read(n, &b), 1);
+    if (g_walked.count(n)) {
+      EXPECT_EQ(+k.refCount, 1);
+      EXPECT_EQ(+e.marker, KUNDE_SUCH_MARKER);
+      EXPECT_EQ(std::string(e.name, strnlen(e.name, 7)), std::string(k.surname).substr(0, 7));
+      EXPECT_STREQ(b.bankCode, k.bankCode);
+      EXPECT_STREQ(b.accountNumber, k.accountNumber);
+    } else {
+      EXPECT_EQ(+k.refCount, -1) << n;
+      EXPECT_EQ(+e.marker, 0u) << n;
+      EXPECT_EQ(+b.marker, 0u) << n;
+    }
+  }
+}
+
+}  // namespace

@@ -1,0 +1,262 @@
+// The customer file and its two search files: record and entry images,
+// range checks, deletion, block transfers, flags, reorganisation, the
+// rebuild of missing search files.
+#include <cstring>
+
+#include "kunden_fixture.h"
+#include "services/texdefs.h"
+
+namespace {
+
+using kvtest::I16At;
+using kvtest::I32At;
+using kvtest::KundenTest;
+using kvtest::MakeKunde;
+using kvtest::SetText;
+
+TEST_F(KundenTest, WriteStoresTheRecordAndBothSearchEntriesByteExact) {
+  Kunde k = MakeKunde("Ab");
+  SetText(k.bankCode, "37040044");
+  SetText(k.accountNumber, "532013000");
+  int32_t n = AddKunde(k);
+  ASSERT_EQ(n, 1);
+
+  // Every byte of the record: the fields at their offsets, the rest zero.
+  std::vector<uint8_t> r = Item("KUNDEN.DBA", n, 1299);
+  std::vector<uint8_t> want(1299, 0);
+  auto put = [&](size_t at, const char* text) { std::memcpy(&want[at], text, std::strlen(text)); };
+  kvtest::PutI32(want, 0, 1);
+  want[8] = 1;
+  put(19, "Herr");
+  put(40, "Hans");
+  put(105, "Ab");
+  put(170, "Hauptstr. 1");
+  put(235, "D");
+  put(240, "10115");
+  put(249, "Berlin");
+  want[592] = want[594] = want[598] = 33;
+  put(608, "37040044");
+  put(617, "532013000");
+  ASSERT_EQ(r.size(), 1299u);
+  EXPECT_EQ(static_cast<uint16_t>(I16At(r, 907)), kv::TEXDEFS_Heute(nullptr));
+  EXPECT_NE(I16At(r, 909), 0);
+  std::copy(r.begin() + 907, r.begin() + 911, want.begin() + 907);
+  EXPECT_EQ(r, want);
+
+  std::vector<uint8_t> name = Item("KUNDSUCH.DBA", n, 12);
+  EXPECT_EQ(name, (std::vector<uint8_t>{0xFF, 0, 0, 0xFF, 'A', 'b', 0, 0, 0, 0, 0, 0}));
+  std::vector<uint8_t> bank = Item("KUNDBLZSUCH.DBA", n, 24);
+  EXPECT_EQ(bank, (std::vector<uint8_t>{0xFF, 0, 0, 0xFF, '3', '7', '0', '4', '0', '0', '4', '4', 0,
+                                         '5', '3', '2', '0', '1', '3', '0', '0', '0', 0, 0}));
+
+  // A long surname gives its first seven bytes; a write without search
+  // update leaves the entries alone.
+  SetText(k.surname, "Mustermann");
+  ASSERT_EQ(KundenDBA_SchreibeKunde(n, &k, 0), 1);
+  EXPECT_EQ(Item("KUNDSUCH.DBA", n, 12), name);
+  ASSERT_EQ(KundenDBA_SchreibeKunde(n, &k, 1), 1);
+  EXPECT_EQ(Item("KUNDSUCH.DBA", n, 12),
+            (std::vector<uint8_t>{0xFF, 0, 0, 0xFF, 'M', 'u', 's', 't', 'e', 'r', 'm', 0}));
+}
+
+TEST_F(KundenTest, NumbersOutsideTheRangeAreRefusedBeforeAnyFileIsTouched) {
+  Kunde k = MakeKunde("Meier");
+  AddKunde(k);
+  auto before = kvtest::ReadFileBytes(file("KUNDSUCH.DBA"));
+  auto customers = kvtest::ReadFileBytes(file("KUNDEN.DBA"));
+  for (int32_t bad : {0, -1, 256001}) {
+    EXPECT_EQ(KundenDBA_LeseKunde(bad, &k), 0);
+    EXPECT_EQ(KundenDBA_SchreibeKunde(bad, &k, 1), 0);
+    EXPECT_EQ(KundenDBA_SchreibeImportKunde(bad, &k), 0);
+    EXPECT_EQ(KundenDBA_LoescheKunde(bad), 0);
+    EXPECT_EQ(KundenDBA_KundenerklaerungAusgeben(bad), 0);
+    EXPECT_EQ(KundenSuchDBA_Write(bad, &before[0]), 0);
+    EXPECT_EQ(KundenZweiteDBA_LeseKunde(bad, &k), 0);
+  }
+  EXPECT_EQ(kvtest::ReadFileBytes(file("KUNDSUCH.DBA")), before);
+  EXPECT_EQ(kvtest::ReadFileBytes(file("KUNDEN.DBA")), customers);
+  EXPECT_EQ(KundenDBA_SchreibeKunde(1, nullptr, 1), 0);
+  EXPECT_EQ(KundenDBA_LeseKunde(1, nullptr), 0);
+}
+
+TEST_F(KundenTest, BlockTransfersStopOneShortOfTheLastNumber) {
+  // The highest number can be written and read singly...
+  Kunde k = MakeKunde("Letzter");
+  ASSERT_EQ(KundenDBA_SchreibeImportKunde(KUNDEN_MAX, &k), 1);
+  Kunde back;
+  ASSERT_EQ(KundenDBA_LeseKunde(KUNDEN_MAX, &back), 1);
+  EXPECT_STREQ(back.surname, "Letzter");
+  // ...but a block that ends on it is refused, one that ends just before it
+  // is not.
+  ASSERT_EQ(KundenDBA_Open(), 1);
+  EXPECT_EQ(KundenDBA_ReadBlock(KUNDEN_MAX, &back, 1), 0);
+  EXPECT_EQ(KundenDBA_WriteBlock(KUNDEN_MAX, &k, 1), 0);
+  EXPECT_EQ(KundenDBA_ReadBlock(KUNDEN_MAX - 1, &back, 1), 1);
+  EXPECT_EQ(KundenDBA_ReadBlock(0, &back, 1), 0);
+  EXPECT_EQ(KundenDBA_ReadBlock(1, &back, 0), 0);
+
+  // Three records in one transfer, each stamped.
+  std::vector<Kunde> block(3);
+  for (int i = 0; i < 3; ++i) {
+    block[i] = MakeKunde(("Block" + std::to_string(i)).c_str());
+    block[i].lastWriteDate = 0;
+  }
+  ASSERT_EQ(KundenDBA_WriteBlock(10, block.data(), 3), 1);
+  std::vector<Kunde> read(3);
+  ASSERT_EQ(KundenDBA_ReadBlock(10, read.data(), 3), 1);
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(std::string(read[i].surname), "Block" + std::to_string(i));
+    EXPECT_EQ(+read[i].lastWriteDate, kv::TEXDEFS_Heute(nullptr));
+  }
+  EXPECT_EQ(KundenDBA_Close(), 1);
+  // Outside an open bracket the block functions fail.
+  EXPECT_EQ(KundenDBA_ReadBlock(10, read.data(), 3), 0);
+}
+
+TEST_F(KundenTest, DeleteClearsTheRecordFreesTheNumberOnceAndZeroesTheEntries) {
+  int32_t a = AddKunde(MakeKunde("Anton"));
+  int32_t b = AddKunde(MakeKunde("Berta"));
+  int32_t c = AddKunde(MakeKunde("Conny"));
+  ASSERT_EQ(KundenDBA_LoescheKunde(b), 1);
+
+  std::vector<uint8_t> r = Item("KUNDEN.DBA", b, 1299);
+  std::vector<uint8_t> expected(1299, 0);
+  kvtest::PutI32(expected, 0, -1);  // free, end of the free chain
+  expected[592] = 33;
+  expected[594] = 33;
+  expected[598] = 33;
+  EXPECT_EQ(r, expected);
+  EXPECT_EQ(Item("KUNDSUCH.DBA", b, 12), std::vector<uint8_t>(12, 0));
+  EXPECT_EQ(Item("KUNDBLZSUCH.DBA", b, 24), std::vector<uint8_t>(24, 0));
+  EXPECT_EQ(Item("KUNDSUCH.DBA", a, 12)[4], 'A');
+
+  // Deleting it again must not put the number on the free chain twice.
+  ASSERT_EQ(KundenDBA_LoescheKunde(b), 1);
+  EXPECT_EQ(KundenDBA_NeuerKunde(), b);
+  EXPECT_EQ(KundenDBA_NeuerKunde(), c + 1);
+  // A number past the end is no customer: nothing grows.
+  int64_t size = kvtest::FileSize(file("KUNDEN.DBA"));
+  EXPECT_EQ(KundenDBA_LoescheKunde(500), 1);
+  EXPECT_EQ(kvtest::FileSize(file("KUNDEN.DBA")), size);
+}
+
+TEST_F(KundenTest, DeclarationFlagLeavesSearchEntriesAndUsableFlagReachesAll) {
+  Kunde k = MakeKunde("Erkl");
+  k.flags = 0;
+  int32_t n = AddKunde(k);
+  KundeSuchEintrag marker{KUNDE_SUCH_MARKER, {'Z', 'Z', 'Z'}, 0};
+  ASSERT_EQ(KundenSuchDBA_Write(n, &marker), 1);
+  EXPECT_EQ(KundenDBA_KundenerklaerungAusgeben(n), 1);
+  EXPECT_EQ(KundenDBA_KundenerklaerungSchonAusgegeben(n), 1);
+  EXPECT_EQ(KundenDBA_KundenerklaerungSetzenLoeschen(n, 2), 1);  // anything but 1 clears
+  EXPECT_EQ(KundenDBA_KundenerklaerungSchonAusgegeben(n), 0);
+  EXPECT_EQ(KundenDBA_KundenerklaerungAusgeben(99), 0);  // not in the file
+  EXPECT_EQ(Item("KUNDSUCH.DBA", n, 12)[4], 'Z');
+  KundenDBA_KundenerklaerungSetzenLoeschen(n, 1);
+  ASSERT_EQ(KundenDBA_KundenAlleBenutzbar(), 1);
+  Kunde back;
+  ASSERT_EQ(KundenDBA_LeseKunde(n, &back), 1);
+  EXPECT_EQ(+back.flags, static_cast<int>(KUNDE_FLAG_BENUTZBAR | KUNDE_FLAG_ERKLAERUNG));
+}
+
+TEST_F(KundenTest, ReorganisationKeepsNamedCustomersAndFreesTheRest) {
+  int32_t named = AddKunde(MakeKunde("Named"));
+  Kunde flagless = MakeKunde("Flagless");
+  flagless.flags = 0;
+  flagless.refCount = 0;
+  SetText(flagless.text1, "keep me");
+  int32_t noFlags = AddKunde(flagless);
+  int32_t deleted = AddKunde(MakeKunde("Gone"));
+  Kunde nameless = MakeKunde("");
+  int32_t flaggedNoName = AddKunde(nameless);
+  nameless.flags = 0;
+  SetText(nameless.street, "junk");
+  int32_t empty = AddKunde(nameless);
+  ASSERT_EQ(KundenDBA_LoescheKunde(deleted), 1);
+
+  ASSERT_EQ(KundenDBA_Reo(), 1);
+  EXPECT_EQ(KundenDBA_GetVersion(), 540);
+  std::vector<uint8_t> header = kvtest::ReadFileBytes(file("KUNDEN.DBA"));
+  EXPECT_EQ(I32At(header, 12), 3);  // named, flagless with surname, flagged without surname
+  EXPECT_EQ(I32At(header, 8), deleted);
+
+  Kunde back;
+  ASSERT_EQ(KundenDBA_LeseKunde(noFlags, &back), 1);
+  EXPECT_EQ(+back.refCount, 1);
+  EXPECT_STREQ(back.text1, "keep me");
+  ASSERT_EQ(KundenDBA_LeseKunde(empty, &back), 1);
+  EXPECT_EQ(+back.refCount, -1);
+  EXPECT_STREQ(back.street, "");
+  EXPECT_EQ(+back.code4, 33);
+  ASSERT_EQ(KundenDBA_LeseKunde(flaggedNoName, &back), 1);
+  EXPECT_EQ(+back.refCount, 1);
+  ASSERT_EQ(KundenDBA_LeseKunde(named, &back), 1);
+  EXPECT_STREQ(back.surname, "Named");
+  // The free chain comes out ascending.
+  EXPECT_EQ(KundenDBA_NeuerKunde(), deleted);
+  EXPECT_EQ(KundenDBA_NeuerKunde(), empty);
+}
+
+TEST_F(KundenTest, InitRebuildsMissingSearchFilesFromTheCustomerFile) {
+  Kunde a = MakeKunde("Anton");
+  SetText(a.bankCode, "10010010");
+  SetText(a.accountNumber, "1234");
+  int32_t na = AddKunde(a);
+  int32_t nb = AddKunde(MakeKunde("Berta"));
+  int32_t nc = AddKunde(MakeKunde("Conny"));
+  ASSERT_EQ(KundenDBA_LoescheKunde(nb), 1);
+  // Bytes behind a terminator: the rebuild copies the fields byte by byte.
+  Kunde c = MakeKunde("Conny");
+  std::memcpy(c.bankCode, "123\0ABCDE", 9);
+  ASSERT_EQ(KundenDBA_SchreibeKunde(nc, &c, 0), 1);
+  auto nameBefore = Item("KUNDSUCH.DBA", na, 12);
+
+  std::remove(file("KUNDSUCH.DBA").c_str());
+  std::remove(file("KUNDBLZSUCH.DBA").c_str());
+  // Writes skip the missing files without creating them.
+  ASSERT_EQ(KundenDBA_SchreibeKunde(nc, &c, 1), 1);
+  EXPECT_FALSE(kvtest::FileExists(file("KUNDSUCH.DBA")));
+  ASSERT_NE(KundenDBA_Init(file("KUNDEN.DBA").c_str()), 0);
+
+  EXPECT_EQ(Item("KUNDSUCH.DBA", na, 12), nameBefore);
+  EXPECT_EQ(Item("KUNDSUCH.DBA", nb, 12), std::vector<uint8_t>(12, 0));  // a hole: no customer
+  EXPECT_EQ(Item("KUNDSUCH.DBA", nc, 12),
+            (std::vector<uint8_t>{0xFF, 0, 0, 0xFF, 'C', 'o', 'n', 'n', 'y', 0, 0, 0}));
+  EXPECT_EQ(Item("KUNDBLZSUCH.DBA", na, 24),
+            (std::vector<uint8_t>{0xFF, 0, 0, 0xFF, '1', '0', '0', '1', '0', '0', '1', '0', 0,
+                                  '1', '2', '3', '4', 0, 0, 0, 0, 0, 0, 0}));
+  EXPECT_EQ(Item("KUNDBLZSUCH.DBA", nc, 24),
+            (std::vector<uint8_t>{0xFF, 0, 0, 0xFF, '1', '2', '3', 0, 'A', 'B', 'C', 'D', 0,
+                                  0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}));
+  // An existing search file is left as it is.
+  KundeSuchEintrag marker{KUNDE_SUCH_MARKER, {'Z'}, 0};
+  ASSERT_EQ(KundenSuchDBA_Write(na, &marker), 1);
+  ASSERT_NE(KundenDBA_Init(file("KUNDEN.DBA").c_str()), 0);
+  EXPECT_EQ(Item("KUNDSUCH.DBA", na, 12)[4], 'Z');
+}
+
+TEST_F(KundenTest, CreatedHeaderAndSecondDirectory) {
+  ASSERT_EQ(KundenDBA_CreateHeader(5, 540), 1);
+  std::vector<uint8_t> h = kvtest::ReadFileBytes(file("KUNDEN.DBA"));
+  EXPECT_EQ(I32At(h, 0), 540);
+  EXPECT_NE(I32At(h, 4), 0);
+  EXPECT_EQ(I32At(h, 8), 6);  // one past the last slot
+  EXPECT_EQ(I32At(h, 12), 5);
+  EXPECT_EQ(I32At(h, 16), 5);
+  EXPECT_EQ(I32At(h, 20), 0);
+  EXPECT_EQ(KundenDBA_GetMAX(), 5);
+
+  kvtest::TempDir second;
+  ASSERT_NE(KundenZweiteDBA_Init(second.file("any.txt").c_str()), 0);
+  EXPECT_TRUE(kvtest::FileExists(second.file("KUNDEN.DBA")));
+  // Fill the second file through the main descriptors, then read it back
+  // through the second one while the main one points elsewhere again.
+  ASSERT_NE(KundenDBA_Init(second.file("KUNDEN.DBA").c_str()), 0);
+  int32_t n = AddKunde(MakeKunde("Zweit"));
+  ASSERT_NE(KundenDBA_Init(file("KUNDEN.DBA").c_str()), 0);
+  Kunde back;
+  ASSERT_EQ(KundenZweiteDBA_LeseKunde(n, &back), 1);
+  EXPECT_STREQ(back.surname, "Zweit");
+}
+
+}  // namespace
