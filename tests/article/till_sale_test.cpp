@@ -135,6 +135,11 @@ TEST_F(TillSaleTest, ItemUnderAGivenIdentifierJoinsTheChainsAndLeavesTheCounter)
   // An article that cannot be read: nothing is linked or written.
   Einzelteil bad = NewRecord(kArticles + 10, 0);
   EXPECT_EQ(DATABASE_NeuesTeil(&bad), 0);
+  // A designation that cannot be read: the article chain joined first is
+  // left again, so the item is in no chain at all.
+  Einzelteil noBez = NewRecord(9, kDesignations + 5);
+  EXPECT_EQ(DATABASE_NeuesTeil(&noBez), 0);
+  ExpectChain(dir(), Chain::Article, 9, {1500, 1});
   EXPECT_EQ(ReadItem(2).flags, 0);
   EXPECT_EQ(kvtest::I32At(kvtest::ReadFileBytes(file(DATABASE_FILE_NAME)), 40 + 60), 1);
 }
