@@ -4,6 +4,8 @@
 #include <cstring>
 #include <vector>
 
+#include "kvdata/dba.h"
+#include "services/action.h"
 #include "services/platform.h"
 
 namespace kv::fixed {
@@ -50,6 +52,37 @@ bool WriteAt(FileHandle h, int64_t pos, const void* buffer, int32_t size) {
   return FileIO_Write(h, buffer, size) == size;
 }
 
+namespace {
+
+// Progress display of a walk over a file's records, advanced every k-th
+// record as the other walks of the library do.
+class Walk {
+ public:
+  Walk(const char* title, int64_t total)
+      : dlg_(Action_OpenDlg(nullptr, 0)),
+        step_(DBA_GetAnzeigeTeiler(static_cast<int32_t>(total > INT32_MAX ? INT32_MAX : total))) {
+    Action_SetDlgTitel(dlg_, title);
+    Action_ProgressStart(dlg_, 1, static_cast<int32_t>(total > INT32_MAX ? INT32_MAX : total));
+  }
+  ~Walk() {
+    Action_ProgressTo(dlg_, done_);
+    Action_ProgressEnd(dlg_);
+    Action_CloseDlg(dlg_);
+  }
+  Walk(const Walk&) = delete;
+  Walk& operator=(const Walk&) = delete;
+  void Step() {
+    if (++done_ % step_ == 0) Action_ProgressTo(dlg_, done_);
+  }
+
+ private:
+  ActionDlg dlg_;
+  int32_t step_;
+  int32_t done_ = 0;
+};
+
+}  // namespace
+
 static bool InRange(const File& f, int32_t n) { return n >= 0 && n <= f.count; }
 
 bool ReadRecord(const File& f, int32_t n, void* record) {
@@ -91,10 +124,12 @@ bool Create(const File& f, ClearFn clear, ProgressFn progress, void* context) {
   bool ok = WriteAt(h, 0, header, kHeaderSize);
   std::vector<uint8_t> record = EmptyRecord(f.recordSize, clear);
   int32_t written = 0;
+  Walk walk(f.path, static_cast<int64_t>(f.count) + 1);
   for (int32_t n = 0; ok && n <= f.count; ++n) {
     ok = FileIO_Write(h, record.data(), f.recordSize) == f.recordSize;
     if (!ok) break;
     ++written;
+    walk.Step();
     if (progress != nullptr && written % 100 == 0) progress(written, context);
   }
   FileIO_Close(h);
@@ -118,8 +153,11 @@ bool Enlarge(const File& f, ClearFn clear) {
       ok = WriteAt(h, size, record.data() + tail, f.recordSize - static_cast<int32_t>(tail));
       ++have;
     }
-    for (int64_t n = have; ok && n <= f.count; ++n)
+    Walk walk(f.path, f.count + 1 - have);
+    for (int64_t n = have; ok && n <= f.count; ++n) {
       ok = WriteAt(h, RecordPos(f.recordSize, static_cast<int32_t>(n)), record.data(), f.recordSize);
+      walk.Step();
+    }
   }
   FileIO_Close(h);
   return ok && (size >= wanted || StampHeader(f.path));
@@ -187,11 +225,13 @@ bool StampHeader(const char* path) {
 
 // Copies everything behind the header, record by record; a torn record at
 // the end is carried as it is.
-static bool CopyRecords(FileHandle from, FileHandle to, int64_t size, int32_t recordSize) {
+static bool CopyRecords(const char* path, FileHandle from, FileHandle to, int64_t size, int32_t recordSize) {
   std::vector<uint8_t> record(static_cast<size_t>(recordSize));
+  Walk walk(path, (size - kHeaderSize + recordSize - 1) / recordSize);
   for (int64_t pos = kHeaderSize; pos < size; pos += recordSize) {
     int32_t chunk = static_cast<int32_t>(size - pos < recordSize ? size - pos : recordSize);
     if (!ReadAt(from, pos, record.data(), chunk) || !WriteAt(to, pos, record.data(), chunk)) return false;
+    walk.Step();
   }
   return true;
 }
@@ -211,7 +251,7 @@ bool RewriteAsVersion(const char* path, int32_t recordSize, int32_t newVersion) 
     uint32_t now = UnixTimeNow32();
     std::memcpy(header, &newVersion, 4);
     std::memcpy(header + 4, &now, 4);
-    ok = WriteAt(to, 0, header, kHeaderSize) && CopyRecords(from, to, size, recordSize);
+    ok = WriteAt(to, 0, header, kHeaderSize) && CopyRecords(path, from, to, size, recordSize);
   }
   FileIO_Close(from);
   FileIO_Close(to);

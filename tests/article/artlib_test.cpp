@@ -4,6 +4,7 @@
 #include <string>
 
 #include "article_support.h"
+#include "kvdata/kvhost.h"
 #include "services/fault.h"
 #include "services/fileio.h"
 #include "services/platform.h"
@@ -190,6 +191,23 @@ TEST_F(ArtlibTest, UpgradeFrom510CarriesEveryRecordAndLeavesNoTemporaryFile) {
   kvtest::WriteFileBytes(path(), OldFile(510));
   EXPECT_EQ(ARTLIB_DoUpdate(600, 510), 1);
   EXPECT_EQ(ARTLIB_Version(), 600);
+}
+
+void KV_CALLBACK RecordProgress(int32_t event, int32_t, int32_t value, const char*, void* context) {
+  if (event == KV_PROGRESS_START || event == KV_PROGRESS_STEP)
+    static_cast<std::vector<std::pair<int32_t, int32_t>>*>(context)->push_back({event, value});
+}
+
+TEST_F(ArtlibTest, UpgradeReportsItsWalkOverTheRecords) {
+  kvtest::WriteFileBytes(path(), OldFile(590));
+  std::vector<std::pair<int32_t, int32_t>> events;
+  KVHOST_SetProgressHandler(&RecordProgress, &events);
+  int32_t result = ARTLIB_Init(3, dir().c_str());
+  KVHOST_SetProgressHandler(nullptr, nullptr);
+  ASSERT_EQ(result, 600);
+  ASSERT_FALSE(events.empty());
+  EXPECT_EQ(events.front(), std::make_pair(KV_PROGRESS_START, 4));
+  EXPECT_EQ(events.back(), std::make_pair(KV_PROGRESS_STEP, 4));
 }
 
 TEST_F(ArtlibTest, FailedUpgradeKeepsTheOldFile) {
