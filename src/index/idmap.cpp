@@ -5,6 +5,7 @@
 
 #include "core/dba_progress.h"
 #include "index/keyfile.h"
+#include "kvdata/artlib.h"
 #include "services/action.h"
 #include "services/fileio.h"
 
@@ -48,7 +49,12 @@ class ProgressDisplay {
 
 }  // namespace
 
-int32_t IdMapSlotCount() { return kIdMapMinSlots; }
+// The maps hold one key per article at most, so they follow the article
+// family's configured maximum (0 until ARTLIB_Init has run).
+int32_t IdMapSlotCount() {
+  const int32_t articles = ARTLIB_GetIniMaxArtikel();
+  return articles > kIdMapMinSlots ? articles : kIdMapMinSlots;
+}
 
 BaumKeyDatei* InitIdMapFile(const char* dataDir, const char* fileName) {
   if (dataDir == nullptr || fileName == nullptr) return nullptr;

@@ -13,8 +13,8 @@ constexpr const char* kIdMapFileNames[] = {"MAPARTID.DBA", "MAPMWID.DBA", "MAPEA
 constexpr int32_t kIdMapRecordSize = 44;
 constexpr int32_t kIdMapMinSlots = 64000;
 
-// Slots an ID mapping file should have: 64000, or the configured maximum
-// number of articles where that is larger.
+// Slots an ID mapping file should have: 64000, or the maximum number of
+// articles given to ARTLIB_Init where that is larger.
 int32_t IdMapSlotCount();
 
 // Opens (creating it if missing) the ID mapping file fileName in dataDir
