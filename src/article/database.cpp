@@ -1,0 +1,269 @@
+// TEILE.DBA: the file, plain record access, identifier allocation, deletion
+// and the flag tests. The chains are in chains.cpp, the transactions in
+// transactions.cpp.
+#include "article/database.h"
+
+#include <cstddef>
+#include <cstring>
+
+#include "article/fixed_records.h"
+#include "kvdata/artlib.h"
+#include "kvdata/eanteile.h"
+#include "kvdata/teilezusatz.h"
+#include "services/texdefs.h"
+
+namespace kv::database {
+
+namespace {
+
+fixed::File g_file;
+constexpr int32_t kSize = DATABASE_RECORD_SIZE;
+
+void ClearRecord(void* record) { clear(*static_cast<Einzelteil*>(record)); }
+
+DatabaseProgressCallback g_progress = nullptr;
+void ForwardProgress(int32_t written, void*) {
+  if (g_progress != nullptr) g_progress(written);
+}
+
+}  // namespace
+
+// ---- file ------------------------------------------------------------------
+
+int32_t init(int32_t size, const char* directory) {
+  if (g_file.openCount > 0) {
+    FileIO_Close(g_file.handle);
+    g_file.handle = kInvalidHandle;
+    g_file.openCount = 0;
+  }
+  if (size < 2) {
+    g_file.path[0] = '\0';
+    return 0;
+  }
+  return fixed::Setup(g_file, directory, DATABASE_FILE_NAME, kSize, size) ? 1 : 0;
+}
+
+void size_and_name(int32_t* size, char* path) {
+  if (size != nullptr) *size = g_file.count;
+  if (path != nullptr) CopyPath(path, g_file.path);
+}
+
+int32_t create(DatabaseProgressCallback progress) {
+  g_progress = progress;
+  bool ok = fixed::Create(g_file, ClearRecord, ForwardProgress, nullptr);
+  g_progress = nullptr;
+  return ok ? 1 : 0;
+}
+
+int32_t enlarge() { return fixed::Enlarge(g_file, ClearRecord) ? 1 : 0; }
+int32_t open() { return fixed::Open(g_file); }
+void close() { fixed::Close(g_file); }
+int32_t version() { return fixed::FileVersion(g_file.path); }
+
+int32_t read_header(int32_t handle, void* header) {
+  return fixed::ReadAt(handle, 0, header, fixed::kHeaderSize) ? 1 : 0;
+}
+
+int32_t write_header(int32_t handle, const void* header) {
+  return fixed::WriteAt(handle, 0, header, fixed::kHeaderSize) ? 1 : 0;
+}
+
+int32_t file_pos(int32_t n) {
+  int64_t pos = fixed::RecordPos(kSize, n);
+  return n < 0 || pos > INT32_MAX ? -1 : static_cast<int32_t>(pos);
+}
+
+// Files of older releases share the header and the 142-byte record; what
+// differed in their records was never written down, so the upgrade carries
+// every record whole to the same place (copy, delete, rename) and only the
+// version word changes.
+int32_t do_update(int32_t newVersion, int32_t oldVersion) {
+  if (newVersion != DATABASE_CURRENT_VERSION || oldVersion <= 0 || oldVersion > newVersion) return 0;
+  int32_t current = version();
+  if (current != oldVersion) return 0;
+  if (current == newVersion) return 1;
+  return fixed::RewriteAsVersion(g_file.path, kSize, newVersion) ? 1 : 0;
+}
+
+// ---- records ---------------------------------------------------------------
+
+int32_t read(int32_t id, void* record) {
+  return g_file.openCount > 0 && fixed::ReadRecord(g_file, id, record) ? 1 : 0;
+}
+
+int32_t write(int32_t id, const void* record) {
+  return g_file.openCount > 0 && fixed::WriteRecord(g_file, id, record) ? 1 : 0;
+}
+
+int32_t get(int32_t id, void* record) {
+  if (read(id, record) != 1) return 0;
+  int32_t flags = static_cast<const Einzelteil*>(record)->flags;
+  return (flags & DATABASE_FLAG_RETOURE) != 0 || (flags & DATABASE_FLAG_BENUTZT) == 0 ? 0 : 1;
+}
+
+int32_t lese(int32_t id, void* record) {
+  if (open() == kInvalidHandle) return 0;
+  int32_t r = read(id, record);
+  close();
+  return r;
+}
+
+int32_t valid(int32_t id, void* record) {
+  if (open() == kInvalidHandle) return 0;
+  int32_t r = get(id, record);
+  close();
+  return r;
+}
+
+int32_t lock(int32_t id) { return g_file.openCount > 0 && fixed::LockRecord(g_file, id) ? 1 : 0; }
+int32_t unlock(int32_t id) { return g_file.openCount > 0 && fixed::UnlockRecord(g_file, id) ? 1 : 0; }
+
+static int32_t block_bytes(int32_t first, int32_t count) {
+  int64_t bytes = static_cast<int64_t>(count) * kSize;
+  return first < 0 || count <= 0 || bytes > INT32_MAX ? 0 : static_cast<int32_t>(bytes);
+}
+
+int32_t block_read(int32_t handle, int32_t first, void* buffer, int32_t count) {
+  int32_t bytes = block_bytes(first, count);
+  if (bytes == 0 || buffer == nullptr || FileIO_SetPos(handle, fixed::RecordPos(kSize, first)) < 0) return 0;
+  return FileIO_Read(handle, buffer, bytes) > 0 ? 1 : 0;
+}
+
+int32_t block_write(int32_t handle, int32_t first, const void* buffer, int32_t count) {
+  int32_t bytes = block_bytes(first, count);
+  if (bytes == 0 || buffer == nullptr || FileIO_SetPos(handle, fixed::RecordPos(kSize, first)) < 0) return 0;
+  return FileIO_Write(handle, buffer, bytes) > 0 ? 1 : 0;
+}
+
+// ---- allocation --------------------------------------------------------------
+// Record 0 remembers the last identifier handed out (word 60). The search
+// continues after it; at N it wraps, not to 1 but to 1001, so the low
+// identifiers 1 .. 1000 are handed out only on the first pass through a new
+// file, and record N itself is never handed out. A second wrap means every
+// slot from 1001 on is taken.
+int32_t free_id() {
+  Einzelteil r;
+  if (read(0, &r) != 1) return 0;
+  int32_t wraps = 0;
+  for (int64_t candidate = static_cast<int64_t>(r.price1First) + 1;; ++candidate) {
+    if (candidate >= g_file.count || candidate < 1) {
+      if (++wraps == 2) return 0;
+      candidate = DATABASE_FIRST_ID_AFTER_WRAP;
+      if (candidate >= g_file.count) return 0;
+    }
+    if (read(static_cast<int32_t>(candidate), &r) != 1) return 0;
+    if ((r.flags & DATABASE_FLAG_BENUTZT) == 0 && r.price1First == 0) return static_cast<int32_t>(candidate);
+  }
+}
+
+// Stamps and writes a freshly linked item; unlinks it again when the write
+// fails, so that no chain points at a slot that holds nothing.
+static bool write_new(int32_t id, Einzelteil& r) {
+  r.creationTime = TEXDEFS_GetUhrZeit(nullptr);
+  if (write(id, &r) == 1) return true;
+  unlink(r);
+  return false;
+}
+
+int32_t new_item(const void* record) {
+  if (record == nullptr) return 0;
+  Einzelteil r;
+  std::memcpy(&r, record, sizeof r);
+  if (open() == kInvalidHandle) return 0;
+  int32_t id = 0;
+  if (lock(0) == 1) {
+    id = free_id();
+    if (id != 0 && (link(id, r) != 1 || !write_new(id, r))) id = 0;
+    Einzelteil control;
+    if (id != 0 && read(0, &control) == 1) {
+      control.price1First = id;
+      write(0, &control);
+    }
+    unlock(0);
+  }
+  close();
+  return id;
+}
+
+int32_t new_item_with_id(int32_t id, const void* record) {
+  if (id <= 0 || id > g_file.count || record == nullptr) return 0;
+  Einzelteil r;
+  std::memcpy(&r, record, sizeof r);
+  if (open() == kInvalidHandle) return 0;
+  int32_t result = 0;
+  if (lock(id) == 1) {
+    if (link(id, r) == 1 && write_new(id, r)) result = id;
+    unlock(id);
+  }
+  close();
+  return result;
+}
+
+int32_t delete_item(int32_t id) {
+  if (id < 1 || id >= g_file.count || open() == kInvalidHandle) return 0;
+  int32_t result = 0;
+  if (lock(id) == 1) {
+    Einzelteil r;
+    if (read(id, &r) == 1) {
+      unlink(r);
+      clear(r);
+      result = write(id, &r);
+    }
+    unlock(id);
+  }
+  close();
+  if (result == 1) {
+    // The EAN entry and the extras belong to the slot; the next item that
+    // takes it must not inherit them.
+    EANTEILE_Loesche_EAN_Einzelteil(id);
+    TeileZusatz_Loesche(id);
+  }
+  return result;
+}
+
+int32_t item_vat(int32_t id) {
+  Einzelteil r;
+  return lese(id, &r) == 1 ? r.vatCode : -1;
+}
+
+int32_t article_vat(int32_t id) {
+  Einzelteil r;
+  ArtikelRecord a;
+  if (lese(id, &r) != 1 || ARTLIB_LeseArtikel(r.article, &a) != 1) return -1;
+  return a.vatCode;
+}
+
+// ---- records in memory -----------------------------------------------------------
+
+// The creation time and the VAT code survive: a slot that is cleared and
+// written back keeps them.
+void clear(Einzelteil& r) {
+  uint16_t creation = r.creationTime;
+  uint16_t vat = r.vatCode;
+  std::memset(&r, 0, sizeof r);
+  r.creationTime = creation;
+  r.vatCode = vat;
+  r.date1 = r.inventoryDate = r.locationDate = r.exchangeDate = r.saleDate = DATABASE_CLEARED_DATE;
+}
+
+int32_t flag(const void* record, int32_t mask) {
+  if (record == nullptr) return 0;
+  return static_cast<uint16_t>(static_cast<const Einzelteil*>(record)->flags) & mask;
+}
+
+int32_t is_quantity(const void* record) {
+  if (record == nullptr || static_cast<const Einzelteil*>(record)->quantity < 2) return 0;
+  return flag(record, DATABASE_FLAG_MENGE);
+}
+
+int32_t is_ean_quantity(const void* record) {
+  constexpr int32_t both = DATABASE_FLAG_EAN | DATABASE_FLAG_MENGE;
+  return flag(record, both) == both ? both : 0;
+}
+
+int32_t quantity(const void* record) {
+  if (record == nullptr) return 0;
+  return flag(record, DATABASE_FLAG_MENGE) != 0 ? static_cast<const Einzelteil*>(record)->quantity : 1;
+}
+
+}  // namespace kv::database

@@ -1,0 +1,74 @@
+// The single-item file TEILE.DBA: file, records, allocation and the three
+// chains (database.cpp); the transactions on single items (transactions.cpp).
+#ifndef KV_ARTICLE_DATABASE_H
+#define KV_ARTICLE_DATABASE_H
+
+#include <cstdint>
+
+#include "kvdata/database.h"
+
+namespace kv::database {
+
+// ---- file and records ----
+int32_t init(int32_t size, const char* directory);
+void size_and_name(int32_t* size, char* path);
+int32_t create(DatabaseProgressCallback progress);
+int32_t enlarge();
+int32_t open();
+void close();
+int32_t version();
+int32_t read_header(int32_t handle, void* header);
+int32_t write_header(int32_t handle, const void* header);
+int32_t file_pos(int32_t n);
+int32_t do_update(int32_t newVersion, int32_t oldVersion);
+int32_t read(int32_t id, void* record);
+int32_t write(int32_t id, const void* record);
+int32_t get(int32_t id, void* record);
+int32_t lese(int32_t id, void* record);
+int32_t valid(int32_t id, void* record);
+int32_t lock(int32_t id);
+int32_t unlock(int32_t id);
+int32_t block_read(int32_t handle, int32_t first, void* buffer, int32_t count);
+int32_t block_write(int32_t handle, int32_t first, const void* buffer, int32_t count);
+int32_t free_id();
+int32_t new_item(const void* record);
+int32_t new_item_with_id(int32_t id, const void* record);
+int32_t delete_item(int32_t id);
+int32_t item_vat(int32_t id);
+int32_t article_vat(int32_t id);
+
+// ---- chains ----
+int32_t link(int32_t id, Einzelteil& r);
+int32_t unlink(Einzelteil& r);
+int32_t add_to_article(int32_t id, Einzelteil& r);
+int32_t add_to_designation(int32_t id, Einzelteil& r);
+int32_t add_to_customer(int32_t id, Einzelteil& r);
+int32_t remove_from_article(Einzelteil& r);
+int32_t remove_from_designation(Einzelteil& r);
+int32_t remove_from_customer(Einzelteil& r);
+
+// ---- records in memory ----
+void clear(Einzelteil& r);
+int32_t flag(const void* record, int32_t mask);  // masked bits, 0 for null
+int32_t is_quantity(const void* record);
+int32_t is_ean_quantity(const void* record);
+int32_t quantity(const void* record);
+
+// ---- transactions ----
+int32_t sell(const EinzelteilVerkauf* b);
+int32_t sell_in_memory(const EinzelteilVerkauf* b, Einzelteil* r);
+int32_t exchange(const EinzelteilBuchung* b, uint16_t time);
+int32_t exchange_in_memory(const EinzelteilBuchung* b, Einzelteil* r, uint16_t time);
+int32_t give_back(const EinzelteilBuchung* b, int32_t deleteItem);
+int32_t transfer(const EinzelteilBuchung* b, bool alsoSold);
+int32_t transfer_in_memory(const EinzelteilBuchung* b, Einzelteil* r);
+int32_t count_inventory(const EinzelteilBuchung* b);
+int32_t change_quantity(const int32_t* request);
+int32_t add_quantity2(const int32_t* request);
+int32_t change_value(const int32_t* request);
+int32_t adopt_prices(int32_t id);
+uint16_t adopt_vat(int32_t id);
+
+}  // namespace kv::database
+
+#endif  // KV_ARTICLE_DATABASE_H

@@ -1,0 +1,94 @@
+// Fixed-record files: a 40-byte header whose first word is the format
+// version and second word a time stamp (seconds since 1970, low 32 bits),
+// followed by records 0 .. count of one fixed size, record n at
+// 40 + n * size. The article, single-item, designation, EAN-item and
+// item-extra files all share this shape; this module holds the parts they
+// have in common (reference-counted open, positioned record I/O, creation,
+// enlargement, the copy / delete / rename rewrite) so that each family only
+// adds its own rules.
+#ifndef KV_ARTICLE_FIXED_RECORDS_H
+#define KV_ARTICLE_FIXED_RECORDS_H
+
+#include <cstdint>
+
+#include "services/fileio.h"
+
+namespace kv::fixed {
+
+constexpr int32_t kHeaderSize = 40;
+constexpr int32_t kCurrentVersion = 600;
+
+// Process-wide state of one family's file.
+struct File {
+  char path[kMaxPath] = {};   // full path of the file, empty before Init
+  int32_t recordSize = 0;     // bytes per record
+  int32_t count = 0;          // highest record number (the file holds 0 .. count)
+  FileHandle handle = kInvalidHandle;
+  int32_t openCount = 0;      // nesting depth of Open
+};
+
+// Sets path = directory + name (a separator is added when missing) and the
+// sizes; closes nothing. False when the path does not fit.
+bool Setup(File& f, const char* directory, const char* name, int32_t recordSize, int32_t count);
+// Reference-counted open (read-write, shared): the handle, or -1.
+FileHandle Open(File& f);
+// Drops one reference; the last closes the file.
+void Close(File& f);
+
+// 40 + n * recordSize, computed in 64 bits.
+inline int64_t RecordPos(int32_t recordSize, int32_t n) {
+  return kHeaderSize + static_cast<int64_t>(n) * recordSize;
+}
+
+// Positions and moves exactly `size` bytes; true only when all moved.
+bool ReadAt(FileHandle h, int64_t pos, void* buffer, int32_t size);
+bool WriteAt(FileHandle h, int64_t pos, const void* buffer, int32_t size);
+
+// Record n of an open family file, n in 0 .. count; false otherwise.
+bool ReadRecord(const File& f, int32_t n, void* record);
+bool WriteRecord(const File& f, int32_t n, const void* record);
+// Byte-range lock / unlock of the record's own bytes on the open handle.
+bool LockRecord(const File& f, int32_t n);
+bool UnlockRecord(const File& f, int32_t n);
+
+// Setup, then creates the file when it is missing (records 0 .. count,
+// each filled by clear) or enlarges it when it holds fewer. True when the
+// file is there with all its records.
+using ClearFn = void (*)(void* record);
+bool InitFile(File& f, const char* directory, const char* name, int32_t recordSize, int32_t count,
+              ClearFn clear);
+// Open, read record n, close. False for n outside 0 .. count.
+bool ReadOnce(File& f, int32_t n, void* record);
+// Open, write record n, close (no lock: callers that read-modify-write
+// hold the record lock around both).
+bool WriteOnce(File& f, int32_t n, const void* record);
+// Open, lock record n, write it, unlock, close.
+bool WriteLocked(File& f, int32_t n, const void* record);
+
+// Called with the number of records written so far.
+using ProgressFn = void (*)(int32_t written, void* context);
+
+// Creates (or truncates) the file: header {600, now, 0...}, then records
+// 0 .. count, each filled by clear (all zero when clear is null). The
+// progress function, when given, is called after every 100th record.
+// True when every record was written.
+bool Create(const File& f, ClearFn clear, ProgressFn progress = nullptr, void* context = nullptr);
+// Appends empty records until the file holds 0 .. count and stamps the
+// header; true when it does afterwards (also when it already did).
+bool Enlarge(const File& f, ClearFn clear);
+
+// Header version of the file at path (opened on its own handle); 0 when it
+// cannot be opened or read.
+int32_t FileVersion(const char* path);
+// Sets the header's time stamp to now on a handle of its own.
+bool StampHeader(const char* path);
+
+// Rewrites the file at path under a new version number following the
+// protocol every upgrade keeps: copy header and records into
+// "<path>.<version>", delete the old file, rename the copy into place.
+// Records are copied whole, recordSize bytes at a time, at their positions.
+bool RewriteAsVersion(const char* path, int32_t recordSize, int32_t newVersion);
+
+}  // namespace kv::fixed
+
+#endif  // KV_ARTICLE_FIXED_RECORDS_H

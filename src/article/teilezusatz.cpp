@@ -1,0 +1,43 @@
+#include "article/teilezusatz.h"
+
+#include <cstring>
+
+#include "article/fixed_records.h"
+#include "kvdata/teilezusatz.h"
+
+namespace kv::teilezusatz {
+
+namespace {
+fixed::File g_file;
+bool IsItem(int32_t item) { return item >= 1 && item <= g_file.count; }
+}  // namespace
+
+int32_t init(int32_t count, const char* directory) {
+  return fixed::InitFile(g_file, directory, TEILEZUSATZ_FILE_NAME, TEILEZUSATZ_RECORD_SIZE, count, nullptr)
+             ? 1
+             : 0;
+}
+
+int32_t read(int32_t item, void* record) {
+  if (!IsItem(item) || record == nullptr) return 0;
+  TeileZusatz z;
+  if (!fixed::ReadOnce(g_file, item, &z) || z.item != item) return 0;
+  std::memcpy(record, &z, sizeof z);
+  return 1;
+}
+
+int32_t write(int32_t item, const void* record) {
+  if (!IsItem(item) || record == nullptr) return 0;
+  TeileZusatz z;
+  std::memcpy(&z, record, sizeof z);
+  z.item = item;
+  return fixed::WriteLocked(g_file, item, &z) ? 1 : 0;
+}
+
+int32_t remove(int32_t item) {
+  if (!IsItem(item)) return 0;
+  TeileZusatz empty{};
+  return fixed::WriteLocked(g_file, item, &empty) ? 1 : 0;
+}
+
+}  // namespace kv::teilezusatz

@@ -1,0 +1,98 @@
+// ID mapping files on top of the key files.
+#include "index/idmap.h"
+
+#include <cstring>
+
+#include "core/dba_progress.h"
+#include "index/keyfile.h"
+#include "kvdata/artlib.h"
+#include "services/action.h"
+#include "services/fileio.h"
+
+namespace kv::index {
+
+namespace {
+
+// The key-file passes report through a plain function; while one runs for
+// an ID mapping file its progress goes to one host display.
+ActionDlg g_display = 0;
+int32_t g_displayStep = 1;
+int32_t g_displayTotal = 0;
+
+// Extension counts slots up.
+void ShowGrowth(int32_t slot) {
+  if (slot % g_displayStep == 0) Action_ProgressTo(g_display, slot);
+}
+
+// Chaining counts slots down to 0.
+void ShowChaining(int32_t slot) {
+  if (slot % g_displayStep == 0) Action_ProgressTo(g_display, g_displayTotal - slot);
+}
+
+class ProgressDisplay {
+ public:
+  ProgressDisplay(const char* title, int32_t total) {
+    g_display = Action_OpenDlg(nullptr, 0);
+    g_displayStep = dba::ProgressStep(total);
+    g_displayTotal = total;
+    Action_SetDlgTitel(g_display, title);
+    Action_ProgressStart(g_display, 1, total);
+  }
+  ~ProgressDisplay() {
+    Action_ProgressEnd(g_display);
+    Action_CloseDlg(g_display);
+    g_display = 0;
+  }
+  ProgressDisplay(const ProgressDisplay&) = delete;
+  ProgressDisplay& operator=(const ProgressDisplay&) = delete;
+};
+
+}  // namespace
+
+// The maps hold one key per article at most, so they follow the article
+// family's configured maximum (0 until ARTLIB_Init has run).
+int32_t IdMapSlotCount() {
+  const int32_t articles = ARTLIB_GetIniMaxArtikel();
+  return articles > kIdMapMinSlots ? articles : kIdMapMinSlots;
+}
+
+BaumKeyDatei* InitIdMapFile(const char* dataDir, const char* fileName) {
+  if (dataDir == nullptr || fileName == nullptr) return nullptr;
+  char path[kMaxPath];
+  if (!CopyPath(path, dataDir)) return nullptr;
+  FileIO_MakePathName(path);
+  if (std::strlen(path) + std::strlen(fileName) >= sizeof path) return nullptr;
+  std::strcat(path, fileName);
+
+  const int32_t wanted = IdMapSlotCount();
+  const bool existed = FileIO_Exist(path) != 0;
+  BaumKeyDatei* d = KeyFileInit(path, kIdMapRecordSize, wanted);
+  if (d == nullptr) return nullptr;
+  if (KeyFileOpen(d) != 1) {
+    KeyFileExit(d);
+    return nullptr;
+  }
+  bool ok = true;
+  if (!existed) {
+    // A new file chains only every other slot; link them all.
+    ProgressDisplay display(fileName, d->slotCount);
+    ok = KeyFileRebuildFreeList(d, ShowChaining) == 1;
+  } else {
+    const int32_t onDisk = KeyFileSlotsInSize(kIdMapRecordSize, FileIO_Size(d->handle));
+    if (onDisk > wanted) {
+      d->slotCount = onDisk;  // never hide keys in the upper slots
+    } else if (onDisk < wanted && onDisk >= 1) {
+      d->slotCount = onDisk;
+      ProgressDisplay display(fileName, wanted);
+      ok = KeyFileExtend(d, ShowGrowth, wanted) == 1 && KeyFileRebuildFreeList(d, ShowChaining) == 1;
+    }
+  }
+  KeyFileClose(d);
+  if (!ok) {
+    KeyFileExit(d);
+    return nullptr;
+  }
+  return d;
+}
+
+}  // namespace kv::index

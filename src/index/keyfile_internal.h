@@ -1,0 +1,71 @@
+// Helpers shared by the key-file sources: positioned I/O on the descriptor's
+// handle, a work buffer for one key record, and a scoped nested open.
+#ifndef KV_INDEX_KEYFILE_INTERNAL_H
+#define KV_INDEX_KEYFILE_INTERNAL_H
+
+#include <cstdint>
+#include <cstring>
+
+#include "index/keyfile.h"
+#include "services/storage.h"
+
+namespace kv::index {
+
+constexpr int32_t kKeyOffset = 4;
+constexpr int32_t kPayloadOffset = 36;
+constexpr int32_t kNextFreeOffset = 40;
+
+bool ReadAt(const BaumKeyDatei* d, int64_t position, void* buffer, int32_t length);
+bool WriteAt(const BaumKeyDatei* d, int64_t position, const void* buffer, int32_t length);
+
+// Record of any slot, slot 0 included, on the open file; no bound checks.
+bool ReadSlot(const BaumKeyDatei* d, int32_t slot, void* record);
+bool WriteSlot(const BaumKeyDatei* d, int32_t slot, const void* record);
+
+inline int32_t GetI32(const void* record, int32_t offset) {
+  int32_t v;
+  std::memcpy(&v, static_cast<const uint8_t*>(record) + offset, 4);
+  return v;
+}
+inline void PutI32(void* record, int32_t offset, int32_t v) {
+  std::memcpy(static_cast<uint8_t*>(record) + offset, &v, 4);
+}
+
+// One key record of the descriptor's record size, cleared.
+class KeyRecord {
+ public:
+  explicit KeyRecord(const BaumKeyDatei* d) : size_(d->recordSize), block_(d->recordSize) { clear(); }
+  explicit operator bool() const { return static_cast<bool>(block_); }
+  uint8_t* bytes() const { return static_cast<uint8_t*>(block_.get()); }
+  void clear() {
+    if (block_) std::memset(block_.get(), 0, static_cast<size_t>(size_));
+  }
+  int32_t payload() const { return GetI32(bytes(), kPayloadOffset); }
+  int32_t next_free() const { return GetI32(bytes(), kNextFreeOffset); }
+  void set_payload(int32_t v) { PutI32(bytes(), kPayloadOffset, v); }
+  void set_next_free(int32_t v) { PutI32(bytes(), kNextFreeOffset, v); }
+
+ private:
+  int32_t size_;
+  StorageBlock block_;
+};
+
+// Nested open for the span of one operation.
+class OpenScope {
+ public:
+  explicit OpenScope(BaumKeyDatei* d) : d_(d), ok_(KeyFileOpen(d) == 1) {}
+  ~OpenScope() {
+    if (ok_) KeyFileClose(d_);
+  }
+  OpenScope(const OpenScope&) = delete;
+  OpenScope& operator=(const OpenScope&) = delete;
+  explicit operator bool() const { return ok_; }
+
+ private:
+  BaumKeyDatei* d_;
+  bool ok_;
+};
+
+}  // namespace kv::index
+
+#endif  // KV_INDEX_KEYFILE_INTERNAL_H

@@ -1,0 +1,83 @@
+#include "article_support.h"
+
+namespace articletest {
+
+bool InitFamilies(const std::string& dir, bool create, int32_t items) {
+  const char* d = dir.c_str();
+  std::string any = dir + "TEILE.DBA";
+  if (KVLOCKDB_Init(any.c_str()) == nullptr) return false;
+  // Function locks and the lock log switched on, as at a till.
+  KVLOCKDB_IPUSERInit("10.0.0.7", "kasse1", 1);
+  KundenDBA_Init(any.c_str());
+  if (ARTLIB_Init(kArticles, d) != ARTLIB_CURRENT_VERSION) return false;
+  if (BEZLIB_Init(kDesignations, d) != 1) return false;
+  if (EANTEILE_Init(items, d) != 1 || TeileZusatz_Init(items, d) != 1) return false;
+  if (DATABASE_Init(items, d) != 1) return false;
+  return !create || DATABASE_CreateDatenbank(nullptr) == 1;
+}
+
+void PutArticle(int32_t n, const char* text, uint16_t vat, int32_t p) {
+  ArtikelRecord a;
+  ASSERT_EQ(ARTLIB_LeseArtikel(n, &a), 1);
+  std::strncpy(a.text, text, sizeof a.text - 1);
+  a.vatCode = vat;
+  int32_t* prices = &a.price1First;
+  for (int i = 0; i < 6; ++i) prices[i] = p + i;
+  ASSERT_EQ(ARTLIB_SchreibeArtikel(n, &a), 1);
+}
+
+int32_t NewCustomer() {
+  int32_t n = KundenDBA_NeuerKunde();
+  Kunde record{};
+  if (n == 0 || KundenDBA_LeseKunde(n, &record) != 1) return 0;
+  std::strcpy(record.surname, "Kundin");
+  return KundenDBA_SchreibeKunde(n, &record, 1) == 1 ? n : 0;
+}
+
+Einzelteil NewRecord(int32_t article, int32_t designation, int32_t customer) {
+  Einzelteil r;
+  std::memset(&r, 0, sizeof r);
+  DATABASE_ClearEinzelteil(&r);
+  r.flags = DATABASE_FLAG_BENUTZT;
+  r.article = article;
+  r.designation = designation;
+  r.customer = customer;
+  r.location = 1;
+  r.vatCode = 1;
+  return r;
+}
+
+Einzelteil ReadItem(int32_t id) {
+  Einzelteil r;
+  std::memset(&r, 0xEE, sizeof r);
+  EXPECT_EQ(DATABASE_LeseEinzelteil(id, &r), 1) << "item " << id;
+  return r;
+}
+
+DiskHead HeadOnDisk(const std::string& dir, Chain chain, int32_t owner) {
+  if (chain == Chain::Customer) {
+    Kunde record{};
+    EXPECT_EQ(KundenDBA_LeseKunde(owner, &record), 1);
+    return {record.firstItem, record.lastItem};
+  }
+  bool article = chain == Chain::Article;
+  auto bytes = kvtest::ReadFileBytes(dir + (article ? ARTLIB_FILE_NAME : BEZLIB_FILE_NAME));
+  size_t at = 40 + static_cast<size_t>(owner) * (article ? ARTLIB_RECORD_SIZE : BEZLIB_RECORD_SIZE);
+  return {kvtest::I32At(bytes, at), kvtest::I32At(bytes, at + 4)};
+}
+
+void ExpectChain(const std::string& dir, Chain chain, int32_t owner, const std::vector<int32_t>& ids) {
+  size_t prevAt = chain == Chain::Article ? 0 : chain == Chain::Designation ? 12 : 24;
+  DiskHead h = HeadOnDisk(dir, chain, owner);
+  EXPECT_EQ(h.first, ids.empty() ? 0 : ids.front()) << "head first, owner " << owner;
+  EXPECT_EQ(h.last, ids.empty() ? 0 : ids.back()) << "head last, owner " << owner;
+  auto items = kvtest::ReadFileBytes(dir + DATABASE_FILE_NAME);
+  for (size_t i = 0; i < ids.size(); ++i) {
+    size_t at = 40 + static_cast<size_t>(ids[i]) * DATABASE_RECORD_SIZE + prevAt;
+    EXPECT_EQ(kvtest::I32At(items, at), i == 0 ? 0 : ids[i - 1]) << "prev of " << ids[i];
+    EXPECT_EQ(kvtest::I32At(items, at + 4), i + 1 == ids.size() ? 0 : ids[i + 1]) << "next of " << ids[i];
+    EXPECT_EQ(kvtest::I32At(items, at + 8), owner) << "owner of " << ids[i];
+  }
+}
+
+}  // namespace articletest

@@ -1,0 +1,55 @@
+// Shared set-up of the article tests: every family a single item touches,
+// initialised in the test's data directory, and readers of the chains as
+// they lie on disk.
+#ifndef KVTEST_ARTICLE_SUPPORT_H
+#define KVTEST_ARTICLE_SUPPORT_H
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "kvdata/artlib.h"
+#include "kvdata/bezlib.h"
+#include "kvdata/database.h"
+#include "kvdata/eanteile.h"
+#include "kvdata/kundendba.h"
+#include "kvdata/kvlockdb.h"
+#include "kvdata/teilezusatz.h"
+#include "kvtest.h"
+
+namespace articletest {
+
+constexpr int32_t kItems = 2000;  // N of TEILE.DBA
+constexpr int32_t kArticles = 50;
+constexpr int32_t kDesignations = 50;
+
+// Initialises every family in dir (which ends with a separator); creates
+// TEILE.DBA when create is set. Used by tests and by worker processes.
+bool InitFamilies(const std::string& dir, bool create, int32_t items = kItems);
+
+// Writes article n with a text, a VAT code and price pairs (p, p+1, ..., p+5).
+void PutArticle(int32_t n, const char* text, uint16_t vat, int32_t p = 0);
+// A new customer number (0 on failure).
+int32_t NewCustomer();
+// An item record in use for the article and designation.
+Einzelteil NewRecord(int32_t article, int32_t designation, int32_t customer = 0);
+Einzelteil ReadItem(int32_t id);
+
+// Chain links of the items as they lie in TEILE.DBA.
+enum class Chain { Article, Designation, Customer };
+struct DiskHead {
+  int32_t first;
+  int32_t last;
+};
+DiskHead HeadOnDisk(const std::string& dir, Chain chain, int32_t owner);
+// Checks head and every prev/next link of the chain against ids, on disk.
+void ExpectChain(const std::string& dir, Chain chain, int32_t owner, const std::vector<int32_t>& ids);
+
+class ArticleTest : public kvtest::DataDirTest {
+ protected:
+  void SetUp() override { ASSERT_TRUE(InitFamilies(dir(), true)); }
+};
+
+}  // namespace articletest
+
+#endif  // KVTEST_ARTICLE_SUPPORT_H

@@ -1,0 +1,347 @@
+// Key files on disk: the byte image of a new file, the free chain as it is
+// created, cut and rebuilt, keys that differ only in late or high bytes,
+// reorganisation, the walk, slot locks and bad input.
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "index/keyfile.h"
+#include "index/keyfile_check.h"
+#include "kvdata/bbaumlib.h"
+#include "kvtest.h"
+#include "services/fileio.h"
+#include "services/platform.h"
+
+namespace {
+
+using kvtest::I32At;
+
+constexpr int32_t kStride = 44 + 14;
+
+BaumKey Key(const std::string& bytes, int32_t payload = 0) {
+  BaumKey k{};
+  std::memcpy(k.key, bytes.data(), std::min<size_t>(bytes.size(), sizeof k.key));
+  k.payload = payload;
+  return k;
+}
+
+class KeyFileTest : public kvtest::DataDirTest {
+ protected:
+  void TearDown() override {
+    BBAUMLIB_Exit(d_);
+    kvtest::DataDirTest::TearDown();
+  }
+  BaumKeyDatei* Make(int32_t slots, bool fullChain) {
+    BBAUMLIB_Exit(d_);
+    path_ = file("MAPTEST.DBA");
+    d_ = BBAUMLIB_Init(path_.c_str(), 44, slots);
+    if (d_ != nullptr && fullChain) {
+      EXPECT_EQ(BBAUMLIB_ErzeugeFreelist(d_, nullptr), 1);
+    }
+    return d_;
+  }
+  // Adds the key and writes its payload, as callers do.
+  int32_t Add(const std::string& key, int32_t payload) {
+    BaumKey k = Key(key);
+    const int32_t slot = BBAUMLIB_BAUMKEYAnlegen(d_, &k);
+    if (slot > 0) {
+      k.payload = payload;
+      EXPECT_EQ(BBAUMLIB_SchreibeBAUMKEY(d_, slot, &k), 1);
+    }
+    return slot;
+  }
+  int32_t Find(const std::string& key) {
+    BaumKey k = Key(key);
+    return BBAUMLIB_BAUMKEYVorhanden(d_, &k);
+  }
+  BaumKey Slot(int32_t n) {
+    BaumKey k{};
+    EXPECT_EQ(BBAUMLIB_LeseBAUMKEY(d_, n, &k), 1);
+    return k;
+  }
+  kv::index::KeyFileCheck Check() {
+    kv::index::KeyFileCheck c;
+    EXPECT_TRUE(kv::index::CheckKeyFile(d_, &c));
+    return c;
+  }
+  std::vector<int32_t> Chain() {
+    std::vector<int32_t> chain;
+    for (int32_t n = BBAUMLIB_GetNextFree(d_); n >= 1 && n <= d_->slotCount && chain.size() < 100;
+         n = Slot(n).nextFree) {
+      chain.push_back(n);
+    }
+    return chain;
+  }
+
+  std::string path_;
+  BaumKeyDatei* d_ = nullptr;
+};
+
+TEST_F(KeyFileTest, NewFileImage) {
+  const uint32_t before = kv::UnixTimeNow32();
+  ASSERT_NE(Make(5, false), nullptr);
+  const uint32_t after = kv::UnixTimeNow32();
+  EXPECT_EQ(d_->handle, -1);  // left closed
+  EXPECT_EQ(d_->openCount, 0);
+
+  std::vector<uint8_t> image = kvtest::ReadFileBytes(path_);
+  ASSERT_EQ(image.size(), 40u + 6 * kStride);
+  const uint32_t stamp = static_cast<uint32_t>(I32At(image, 4));
+  EXPECT_GE(stamp, before);
+  EXPECT_LE(stamp, after);
+  std::vector<uint8_t> expected(image.size(), 0);
+  kvtest::PutI32(expected, 0, 600);
+  kvtest::PutI32(expected, 4, static_cast<int32_t>(stamp));
+  kvtest::PutI32(expected, 40 + 40, 1);  // slot 0: first free 1
+  for (int32_t i = 1; i <= 4; ++i) kvtest::PutI32(expected, 40 + i * kStride + 40, i + 2);
+  EXPECT_EQ(image, expected);  // slot 5 ends its chain, every node cleared
+
+  EXPECT_EQ(Chain(), (std::vector<int32_t>{1, 3, 5}));
+  EXPECT_EQ(BBAUMLIB_Version(d_), 600);
+  EXPECT_EQ(BBAUMLIB_GetLastWriteTime(d_), stamp);
+  EXPECT_EQ(BBAUMLIB_BenutzteBAUMKEYs(d_), 0);
+  int32_t count = 0;
+  char name[260];
+  EXPECT_EQ(BBAUMLIB_GetSizeAndName(d_, &count, name), 1);
+  EXPECT_EQ(count, 5);
+  EXPECT_EQ(path_, name);
+
+  // A second descriptor on the existing file leaves it alone.
+  BaumKeyDatei* again = BBAUMLIB_Init(path_.c_str(), 44, 5);
+  ASSERT_NE(again, nullptr);
+  EXPECT_EQ(kvtest::ReadFileBytes(path_), image);
+  BBAUMLIB_Exit(again);
+}
+
+TEST_F(KeyFileTest, ChainAsCreatedRunsOutAndIsRebuilt) {
+  ASSERT_NE(Make(6, false), nullptr);
+  EXPECT_EQ(Add("a", 10), 1);
+  EXPECT_EQ(Add("b", 11), 3);
+  EXPECT_EQ(Add("c", 12), 5);
+  EXPECT_EQ(Add("d", 13), 0);  // the chain now points past slot 6: full
+  EXPECT_EQ(BBAUMLIB_BenutzteBAUMKEYs(d_), 3);
+
+  std::vector<int32_t> calls;
+  static std::vector<int32_t>* sink;
+  sink = &calls;
+  EXPECT_EQ(BBAUMLIB_ErzeugeFreelist(d_, [](int32_t n) { sink->push_back(n); }), 1);
+  EXPECT_EQ(calls, (std::vector<int32_t>{6, 5, 4, 3, 2, 1, 0}));
+  EXPECT_EQ(Chain(), (std::vector<int32_t>{2, 4, 6}));
+  EXPECT_EQ(Add("d", 13), 2);
+  EXPECT_EQ(Add("e", 14), 4);
+  EXPECT_EQ(Add("f", 15), 6);
+  EXPECT_EQ(Add("g", 16), 0);
+  EXPECT_EQ(Find("c"), 5);
+  EXPECT_EQ(int32_t{Slot(5).payload}, 12);
+  const auto c = Check();
+  EXPECT_TRUE(c.defects.empty()) << c.defects.front();
+  EXPECT_EQ(c.keys.size(), 6u);
+}
+
+TEST_F(KeyFileTest, AllThirtyTwoBytesCountAndCompareSigned) {
+  ASSERT_NE(Make(20, true), nullptr);
+  const std::string afterZeroA("A\0x", 3), afterZeroB("A\0y", 3);
+  const std::string lastByteA = std::string(31, 'k') + "1", lastByteB = std::string(31, 'k') + "2";
+  const std::string high("\x80", 1), low("\x7f", 1), zero("\0", 1);
+  const int32_t sa = Add(afterZeroA, 1), sb = Add(afterZeroB, 2);
+  const int32_t la = Add(lastByteA, 3), lb = Add(lastByteB, 4);
+  const int32_t h = Add(high, 5), l = Add(low, 6), z = Add(zero, 7);
+  EXPECT_NE(sa, sb);
+  EXPECT_NE(la, lb);
+  EXPECT_EQ(Find(afterZeroB), sb);
+  EXPECT_EQ(Find(lastByteA), la);
+  EXPECT_EQ(Find(std::string("A\0z", 3)), 0);
+
+  // Adding a key that is there returns its slot and writes nothing.
+  EXPECT_EQ(Find(low), l);
+  const auto image = kvtest::ReadFileBytes(path_);
+  BaumKey again = Key(low);
+  EXPECT_EQ(BBAUMLIB_BAUMKEYAnlegen(d_, &again), l);
+  EXPECT_EQ(kvtest::ReadFileBytes(path_), image);
+
+  // The walk delivers signed byte order: 0x80 < 0x00 < "A.." < "k.." < 0x7F.
+  static std::vector<int32_t> order;
+  order.clear();
+  EXPECT_EQ(BBAUMLIB_MitAllenBAUMKEYs(d_, [](void* ctx, int32_t n, int32_t) {
+              EXPECT_EQ(static_cast<BaumKeyDatei*>(ctx)->self, ctx);
+              order.push_back(n);
+              return 1;
+            }),
+            1);
+  EXPECT_EQ(order, (std::vector<int32_t>{h, z, sa, sb, la, lb, l}));
+  // The caller's visit is gone again afterwards.
+  order.clear();
+  BBAUMLIB_MitAllenBAUMKEYs(d_, [](void*, int32_t n, int32_t) {
+    order.push_back(n);
+    return 0;
+  });
+  EXPECT_EQ(order.front(), h);
+  EXPECT_EQ(order.size(), 3u);  // stopped at once; its ancestors still visited
+}
+
+TEST_F(KeyFileTest, RemovedSlotBecomesTheWholeChain) {
+  ASSERT_NE(Make(10, true), nullptr);
+  const int32_t a = Add("alpha", 1), b = Add("beta", 2), c = Add("gamma", 3);
+  EXPECT_EQ(BBAUMLIB_BAUMKEYLoeschen(d_, a), 1);
+  EXPECT_EQ(BBAUMLIB_BAUMKEYLoeschen(d_, c), 1);
+  EXPECT_EQ(Chain(), (std::vector<int32_t>{c}));
+  const BaumKey cleared{};
+  BaumKey slot = Slot(a);
+  EXPECT_EQ(std::memcmp(&slot, &cleared, sizeof slot), 0);
+  EXPECT_EQ(BBAUMLIB_BenutzteBAUMKEYs(d_), 1);
+  EXPECT_EQ(Find("alpha"), 0);
+  EXPECT_EQ(Find("beta"), b);
+  EXPECT_EQ(BBAUMLIB_BAUMKEYLoeschen(d_, a), 0);  // not in the tree any more
+
+  EXPECT_EQ(Add("delta", 4), c);
+  EXPECT_EQ(Add("epsilon", 5), 0);  // chain ended with the freed slot
+  EXPECT_EQ(BBAUMLIB_ErzeugeFreelist(d_, nullptr), 1);
+  EXPECT_EQ(Add("epsilon", 5), a);
+  const auto check = Check();
+  EXPECT_TRUE(check.defects.empty());
+  EXPECT_EQ(check.usedCount, 3);
+}
+
+std::vector<std::pair<int32_t, int32_t>> g_duplicates;
+std::vector<int32_t> g_pass[4];
+
+TEST_F(KeyFileTest, ReorganisationRebuildsChainAndTreeAndReportsDuplicates) {
+  ASSERT_NE(Make(20, true), nullptr);
+  const int32_t k1 = Add("k1", 1), k2 = Add("k2", 2), k3 = Add("k3", 3);
+  BaumKey unwritten = Key("k4");  // added, payload never written
+  const int32_t k4 = BBAUMLIB_BAUMKEYAnlegen(d_, &unwritten);
+  ASSERT_GT(k4, 0);
+  EXPECT_EQ(BBAUMLIB_BAUMKEYLoeschen(d_, k1), 1);
+  // A second copy of k2, written past the tree.
+  BaumKey copy = Key("k2", 99);
+  ASSERT_EQ(BBAUMLIB_SchreibeBAUMKEY(d_, 15, &copy), 1);
+
+  g_duplicates.clear();
+  for (auto& p : g_pass) p.clear();
+  EXPECT_EQ(BBAUMLIB_Reorganisieren(
+                d_, [](int32_t n) { g_pass[0].push_back(n); }, [](int32_t n) { g_pass[1].push_back(n); },
+                [](int32_t n) { g_pass[2].push_back(n); }, [](int32_t n) { g_pass[3].push_back(n); },
+                [](int32_t slot, int32_t existing) { g_duplicates.emplace_back(slot, existing); }),
+            1);
+  EXPECT_EQ(g_duplicates, (std::vector<std::pair<int32_t, int32_t>>{{15, k2}}));
+  EXPECT_EQ(g_pass[0].size(), 21u);  // every slot, then one past
+  EXPECT_EQ(g_pass[1], (std::vector<int32_t>{20, 10}));
+  EXPECT_EQ(g_pass[2], (std::vector<int32_t>{10, 20}));
+  EXPECT_EQ(g_pass[3], (std::vector<int32_t>{10, 20}));
+
+  EXPECT_EQ(Find("k4"), 0);  // payload 0: treated as free
+  EXPECT_EQ(Slot(k4).key[0], 0);
+  EXPECT_EQ(Find("k2"), k2);
+  EXPECT_EQ(Find("k3"), k3);
+  std::vector<int32_t> expectedChain;
+  for (int32_t n = 1; n <= 20; ++n) {
+    if (n != k2 && n != k3 && n != 15) expectedChain.push_back(n);
+  }
+  EXPECT_EQ(Chain(), expectedChain);
+  const auto check = Check();
+  EXPECT_EQ(check.usedCount, 3);
+  ASSERT_EQ(check.defects.size(), 1u);
+  EXPECT_EQ(check.defects[0], "slot 15 holds payload 99 but is not in the tree");
+}
+
+TEST_F(KeyFileTest, NestedOpenExtensionAndSlotLocks) {
+  ASSERT_NE(Make(5, true), nullptr);
+  EXPECT_EQ(BBAUMLIB_OeffneDatenbank(d_), 1);
+  const int32_t h = d_->handle;
+  EXPECT_EQ(BBAUMLIB_OeffneDatenbank(d_), 1);
+  EXPECT_EQ(d_->handle, h);
+  BBAUMLIB_SchliesseDatenbank(d_);
+  EXPECT_EQ(d_->handle, h);
+  EXPECT_EQ(Add("one", 1), 1);
+  BBAUMLIB_SchliesseDatenbank(d_);
+  EXPECT_EQ(d_->handle, -1);
+
+  ASSERT_EQ(BBAUMLIB_ErweitereDatenbank(d_, nullptr, 8), 1);
+  EXPECT_EQ(d_->slotCount, 8);
+  EXPECT_EQ(kvtest::FileSize(path_), 40 + 8 * kStride + 44);
+  EXPECT_EQ(int32_t{Slot(6).nextFree}, 7);
+  EXPECT_EQ(int32_t{Slot(8).nextFree}, 0);
+  EXPECT_EQ(BBAUMLIB_ErweitereDatenbank(d_, nullptr, 8), 0);
+  EXPECT_EQ(BBAUMLIB_ErzeugeFreelist(d_, nullptr), 1);
+  for (int i = 2; i <= 8; ++i) EXPECT_EQ(Add("key" + std::to_string(i), i), i);
+  EXPECT_EQ(Find("one"), 1);
+  EXPECT_TRUE(Check().defects.empty());
+
+  // A slot lock keeps another handle off that slot's bytes only.
+  BaumKeyDatei* other = BBAUMLIB_Init(path_.c_str(), 44, 8);
+  ASSERT_EQ(BBAUMLIB_OeffneDatenbank(d_), 1);
+  ASSERT_EQ(BBAUMLIB_OeffneDatenbank(other), 1);
+  const int32_t timeout = kv::FileIO_GetLockTimeout();
+  kv::FileIO_SetLockTimeout(0);
+  EXPECT_EQ(BBAUMLIB_LockBAUMKEY(d_, 3), 1);
+  EXPECT_EQ(BBAUMLIB_LockBAUMKEY(other, 3), 0);
+  EXPECT_EQ(BBAUMLIB_LockBAUMKEY(other, 4), 1);
+  EXPECT_EQ(BBAUMLIB_UnlockBAUMKEY(d_, 3), 1);
+  EXPECT_EQ(BBAUMLIB_LockBAUMKEY(other, 3), 1);
+  kv::FileIO_SetLockTimeout(timeout);
+  BBAUMLIB_SchliesseDatenbank(other);
+  BBAUMLIB_SchliesseDatenbank(d_);
+  BBAUMLIB_Exit(other);
+}
+
+TEST_F(KeyFileTest, BadInputFailsAndChangesNothing) {
+  const std::string p = file("X.DBA");
+  EXPECT_EQ(BBAUMLIB_Init(nullptr, 44, 10), nullptr);
+  EXPECT_EQ(BBAUMLIB_Init(p.c_str(), 43, 10), nullptr);
+  EXPECT_EQ(BBAUMLIB_Init(p.c_str(), 44, 0), nullptr);
+  EXPECT_FALSE(kvtest::FileExists(p));
+
+  BaumKey k = Key("x");
+  EXPECT_EQ(BBAUMLIB_OeffneDatenbank(nullptr), 0);
+  EXPECT_EQ(BBAUMLIB_BAUMKEYAnlegen(nullptr, &k), 0);
+  EXPECT_EQ(BBAUMLIB_BAUMKEYVorhanden(nullptr, &k), 0);
+  EXPECT_EQ(BBAUMLIB_BenutzteBAUMKEYs(nullptr), -1);
+  EXPECT_EQ(BBAUMLIB_Version(nullptr), 0);
+  EXPECT_EQ(BBAUMLIB_MitAllenBAUMKEYs(nullptr, nullptr), 0);
+  EXPECT_EQ(BBAUMLIB_Reorganisieren(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr), 0);
+
+  ASSERT_NE(Make(4, true), nullptr);
+  Add("x", 1);
+  Find(std::string());  // the search scratch in slot 0 now holds a free slot's (empty) key
+  const auto image = kvtest::ReadFileBytes(path_);
+  EXPECT_EQ(BBAUMLIB_LeseBAUMKEY(d_, -1, &k), 0);
+  EXPECT_EQ(BBAUMLIB_LeseBAUMKEY(d_, 5, &k), 0);
+  EXPECT_EQ(BBAUMLIB_SchreibeBAUMKEY(d_, 0, &k), 0);
+  EXPECT_EQ(BBAUMLIB_SchreibeBAUMKEY(d_, 5, &k), 0);
+  EXPECT_EQ(BBAUMLIB_SchreibeBAUMKEY(d_, 1, nullptr), 0);
+  EXPECT_EQ(BBAUMLIB_WriteBAUMKEY(d_, 1, &k), 0);  // not open
+  EXPECT_EQ(BBAUMLIB_ReadBAUMKEY(d_, 1, &k), 0);
+  EXPECT_EQ(BBAUMLIB_LockBAUMKEY(d_, 1), 0);
+  EXPECT_EQ(BBAUMLIB_BAUMKEYLoeschen(d_, 0), 0);
+  EXPECT_EQ(BBAUMLIB_BAUMKEYLoeschen(d_, 5), 0);
+  EXPECT_EQ(BBAUMLIB_BAUMKEYLoeschen(d_, 2), 0);  // a free slot
+  EXPECT_EQ(kvtest::ReadFileBytes(path_), image);
+
+  // A descriptor whose file cannot exist.
+  BaumKeyDatei* missing = BBAUMLIB_Init(file("no/such/dir/K.DBA").c_str(), 44, 4);
+  ASSERT_NE(missing, nullptr);
+  EXPECT_EQ(BBAUMLIB_OeffneDatenbank(missing), 0);
+  EXPECT_EQ(BBAUMLIB_BAUMKEYAnlegen(missing, &k), 0);
+  EXPECT_EQ(BBAUMLIB_BenutzteBAUMKEYs(missing), -1);
+  EXPECT_EQ(BBAUMLIB_ErzeugeAVLBaum(missing, nullptr), 0);
+  BBAUMLIB_Exit(missing);
+}
+
+TEST_F(KeyFileTest, SixtyFourThousandSlotsFilledAndSearched) {
+  constexpr int32_t kSlots = 64000;
+  ASSERT_NE(Make(kSlots, true), nullptr);
+  ASSERT_EQ(BBAUMLIB_OeffneDatenbank(d_), 1);
+  auto keyOf = [](int32_t i) { return "ID" + std::to_string((i * 7919) % kSlots); };
+  for (int32_t i = 0; i < kSlots; ++i) ASSERT_EQ(Add(keyOf(i), i + 1), i + 1) << i;
+  EXPECT_EQ(Add("one too many", 1), 0);
+  for (int32_t i = 0; i < kSlots; i += 7) ASSERT_EQ(Find(keyOf(i)), i + 1);
+  EXPECT_EQ(Find("ID64000"), 0);
+  BBAUMLIB_SchliesseDatenbank(d_);
+  const auto check = Check();
+  EXPECT_TRUE(check.defects.empty());
+  EXPECT_EQ(check.keys.size(), static_cast<size_t>(kSlots));
+  EXPECT_LE(check.height, 23);
+  EXPECT_EQ(check.usedCount, kSlots);
+}
+
+}  // namespace
