@@ -94,6 +94,10 @@ endif()
 # /usr/src/googletest) are built here with the mingw compiler instead.
 if(KVDATA_BUILD_TESTS AND CMAKE_CROSSCOMPILING AND NOT TARGET GTest::gtest)
   set(KVDATA_GTEST_SOURCE /usr/src/googletest CACHE PATH "GoogleTest sources for the cross build")
+  if(NOT EXISTS ${KVDATA_GTEST_SOURCE}/CMakeLists.txt)
+    message(FATAL_ERROR "No GoogleTest sources in ${KVDATA_GTEST_SOURCE}: install libgtest-dev "
+                        "(or set KVDATA_GTEST_SOURCE), or configure with -DKVDATA_BUILD_TESTS=OFF.")
+  endif()
   set(gtest_disable_pthreads ON CACHE BOOL "" FORCE)  # win32 threads, no winpthread DLL
   set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
   add_subdirectory(${KVDATA_GTEST_SOURCE} ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
