@@ -9,10 +9,11 @@
 //
 // LockFileEx locks belong to the handle and conflict between two handles of
 // the same process, which is exactly the behaviour the record engine needs.
-// Windows itself, however, allows the same handle to lock a range twice when
-// the ranges do not overlap exactly and unlocks only an exact range; the
-// table of held ranges per handle makes the overlap refusal explicit, so
-// that the same call sequence gives the same answers as on POSIX.
+// The table of held ranges per handle adds what the system call cannot say:
+// whether a refused range is held by this very handle (refused at once: it
+// would wait for itself until the time-out) or by another one (waited for),
+// and which ranges FileIO_HoldsLock and an exact unlock may name. It also
+// makes the answers the same, call for call, as on POSIX.
 #include <windows.h>
 
 #include <algorithm>
