@@ -108,11 +108,12 @@ KV_API void AVL_Loeschen(AvlBaum* tree);
  *
  * Stop rule: one process-wide flag per tree instance (AVL_, BAVL_) holds
  * the last Visit result. A node's subtree is entered only while the flag is
- * above 0, and the right subtree only after a Visit above 0. Once a Visit
- * returns 0 or less, the flag stays there for the rest of the walk: the
- * nodes whose left subtree held that node are still visited on the way up
- * (Visit is called, its result no longer counts), but no right subtree is
- * walked any more. A walk started inside a Visit saves the flag, sets it to
+ * above 0, and its right subtree only after its own Visit returned above 0.
+ * A Visit returning 0 or less inside a left subtree ends the walk of that
+ * subtree; the nodes above it are still visited on the way up, and each of
+ * their results becomes the flag again, so an ancestor whose Visit returns
+ * above 0 walks on into its right subtree. A Visit that wants the whole walk
+ * to end keeps returning 0 once it has stopped. A walk started inside a Visit saves the flag, sets it to
  * 1 and restores it when it ends, so nesting works; walks on two threads at
  * once do not. */
 KV_API int32_t AVL_MitBaum(AvlBaum* tree);

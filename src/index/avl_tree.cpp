@@ -481,17 +481,18 @@ void Tree::walk_all() {
   t_->depth = savedDepth;
 }
 
-// Once a Visit has returned 0 or less the flag keeps that value for the
-// rest of the walk: nodes still on the way up are visited, but no subtree is
-// entered any more.
+// The flag holds the last Visit result. A stop inside a left subtree ends
+// that subtree's walk, but the node above is still visited when the walk
+// returns to it, and its own result becomes the flag: a result above 0 there
+// walks on into its right subtree. Callers that want a hard stop keep
+// answering 0 once they have stopped.
 void Tree::walk(int32_t n) {
   if (flag_ <= 0 || t_->depth >= kMaxHeight) return;
   ++t_->depth;
   if (n != 0) {
     Node node = read(n);
     walk(node.k.left);
-    const int32_t visited = t_->Visit(store_, n, t_->depth);
-    if (flag_ > 0) flag_ = visited;
+    flag_ = t_->Visit(store_, n, t_->depth);
     if (flag_ > 0) walk(node.k.right);
   }
   --t_->depth;

@@ -31,6 +31,7 @@ struct Store {
   Keys* keys = nullptr;
   std::vector<std::pair<int32_t, int32_t>> visits;  // (node, depth)
   int32_t stopAt = -1;                               // Visit returns 0 there
+  int32_t stopAfter = 0;                             // > 0: 0 from that many visits on
   AvlBaum* nestedTree = nullptr;                     // walked again from node nestAt
   int32_t nestAt = -1;
   int32_t (*nestedWalk)(AvlBaum*) = nullptr;
@@ -71,6 +72,7 @@ int32_t Visit(void* c, int32_t n, int32_t depth) {
     inner->visits.clear();
     s->nestedWalk(s->nestedTree);
   }
+  if (s->stopAfter > 0 && static_cast<int32_t>(s->visits.size()) >= s->stopAfter) return 0;
   return n == s->stopAt ? 0 : 1;
 }
 int32_t CompareKeysContext(void* c, int32_t a, int32_t b) { return Cmp(static_cast<Keys*>(c), a, b); }
@@ -375,8 +377,8 @@ TYPED_TEST(AvlTreeTest, WalkOrderDepthsStopRuleAndNesting) {
   EXPECT_EQ(TypeParam::Walk(&this->tree_), 1);
   EXPECT_EQ(this->store_.visits, (V{{1, 3}, {2, 2}, {3, 3}, {4, 1}, {5, 3}, {6, 2}, {7, 3}}));
 
-  // A Visit result of 0 stops the walk: nodes still on the way up are
-  // visited, no right subtree is entered.
+  // A Visit result of 0 ends the walk of the subtree it stands in; the nodes
+  // above are still visited and their results count again (4 -> 2 6 -> 1 3 5 7).
   auto visitedWhenStoppingAt = [this](int32_t stop) {
     this->store_.visits.clear();
     this->store_.stopAt = stop;
@@ -385,11 +387,19 @@ TYPED_TEST(AvlTreeTest, WalkOrderDepthsStopRuleAndNesting) {
     for (auto& v : this->store_.visits) nodes.push_back(v.first);
     return nodes;
   };
-  EXPECT_EQ(visitedWhenStoppingAt(1), (std::vector<int32_t>{1, 2, 4}));
-  EXPECT_EQ(visitedWhenStoppingAt(3), (std::vector<int32_t>{1, 2, 3, 4}));
-  EXPECT_EQ(visitedWhenStoppingAt(4), (std::vector<int32_t>{1, 2, 3, 4}));
-  EXPECT_EQ(visitedWhenStoppingAt(5), (std::vector<int32_t>{1, 2, 3, 4, 5, 6}));
-  EXPECT_EQ(visitedWhenStoppingAt(7), (std::vector<int32_t>{1, 2, 3, 4, 5, 6, 7}));
+  EXPECT_EQ(visitedWhenStoppingAt(1), (std::vector<int32_t>{1, 2, 3, 4, 5, 6, 7}));
+  EXPECT_EQ(visitedWhenStoppingAt(4), (std::vector<int32_t>{1, 2, 3, 4}));  // the root: nothing right
+  EXPECT_EQ(visitedWhenStoppingAt(6), (std::vector<int32_t>{1, 2, 3, 4, 5, 6}));
+  // A visitor that keeps answering 0 after its stop ends the walk for good:
+  // the ancestors are visited on the way up, no right subtree is entered.
+  this->store_.stopAt = -1;
+  this->store_.stopAfter = 2;
+  this->store_.visits.clear();
+  TypeParam::Walk(&this->tree_);
+  std::vector<int32_t> hard;
+  for (auto& v : this->store_.visits) hard.push_back(v.first);
+  EXPECT_EQ(hard, (std::vector<int32_t>{1, 2, 4}));
+  this->store_.stopAfter = 0;
 
   // A walk started inside a Visit (here over a second tree of the same
   // instance, stopped early) leaves the outer walk going.
@@ -399,7 +409,7 @@ TYPED_TEST(AvlTreeTest, WalkOrderDepthsStopRuleAndNesting) {
   innerKeys.key = {0, 10, 20, 30};
   inner.keys = &innerKeys;
   inner.nodes.assign(4, AvlKnoten{});
-  inner.stopAt = 1;
+  inner.stopAfter = 1;  // a hard stop at its first node
   TypeParam::Bind(innerTree, inner, innerKeys);
   for (int32_t e : {2, 1, 3}) {
     innerKeys.search = innerKeys.of(e);
