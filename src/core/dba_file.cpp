@@ -142,42 +142,48 @@ bool Inspect(DbaFile* f) {
 
 // Appends slot n = slot count + 1: a zeroed record, then the item head
 // {-1, old free head}, then the header (free head := n, slot count := n).
-// Called with the descriptor open and its header lock released; returns n or
-// 0. callerHoldsHeader: the engine's caller holds the header lock through the
-// descriptor, so the private handle must not wait for it.
+// Works through `h`, which holds the header lock; returns n or 0.
+int32_t AppendSlotOn(DbaFile* f, FileHandle h) {
+  DbaHeader header;
+  if (!ReadHeaderOn(h, &header) || !HeaderSane(header) || header.slotCount >= DBA_MAX_SLOTS) return 0;
+  // The append starts after the slot count. A reorganisation leaves free
+  // slots above the slot count in the chain; once they are in use, the
+  // append steps over them instead of zeroing a record that has an owner.
+  int32_t n = header.slotCount + 1;
+  DbaItemHead existing;
+  while (n <= DBA_MAX_SLOTS && ReadHeadOn(h, f, n, &existing) && existing.state != -1) ++n;
+  if (n > DBA_MAX_SLOTS) return 0;
+  const int64_t pos = ItemPosition(f, n);
+  int32_t written = 0;
+  if (void* zero = Storage_Allocate(f->recordSize)) {
+    std::memset(zero, 0, static_cast<size_t>(f->recordSize));
+    if (FileIO_SetPos(h, pos) == pos) written = FileIO_Write(h, zero, f->recordSize);
+    Storage_Deallocate(zero);
+  }
+  // A free head that pointed one past the last slot meant "append next".
+  DbaItemHead head = {-1, header.freeHead == n ? 0 : header.freeHead};
+  if (FileIO_SetPos(h, pos) == pos) FileIO_Write(h, &head, sizeof head);
+  if (written != f->recordSize) return 0;  // the slot head stays; the header does not count it
+  header.freeHead = n;
+  header.slotCount = n;
+  return WriteHeaderOn(h, header) ? n : 0;
+}
+
+// Appends a slot for DBA_NewITEM / DBA_NextFreeITEM, called with the
+// descriptor open and the engine's own header lock released. The work is done
+// on a private handle (the descriptor is closed one level around it) that
+// takes the header lock itself. When the engine's caller holds the header
+// lock through the descriptor, the descriptor's handle does the work instead:
+// a second handle would wait for that lock, and on Windows could not even
+// read the locked bytes.
 int32_t AppendSlot(DbaFile* f, bool callerHoldsHeader) {
-  Close(f);  // one nesting level, as the private handle does the work
+  if (callerHoldsHeader) return AppendSlotOn(f, f->handle);
+  Close(f);
   int32_t result = 0;
   FileHandle p = FileIO_OpenRWS(f->path);
   if (p != kInvalidHandle) {
     HeldRange lock(p, 0, kHeaderSize);
-    DbaHeader h;
-    if ((lock.ok() || callerHoldsHeader) && ReadHeaderOn(p, &h) && HeaderSane(h) &&
-        h.slotCount < DBA_MAX_SLOTS) {
-      // The append starts after the slot count. A reorganisation leaves free
-      // slots above the slot count in the chain; once they are in use, the
-      // append steps over them instead of zeroing a record that has an owner.
-      int32_t n = h.slotCount + 1;
-      DbaItemHead existing;
-      while (n <= DBA_MAX_SLOTS && ReadHeadOn(p, f, n, &existing) && existing.state != -1) ++n;
-      if (n > DBA_MAX_SLOTS) n = 0;
-      const int64_t pos = n > 0 ? ItemPosition(f, n) : -1;
-      int32_t written = 0;
-      void* zero = n > 0 ? Storage_Allocate(f->recordSize) : nullptr;
-      if (zero != nullptr) {
-        std::memset(zero, 0, static_cast<size_t>(f->recordSize));
-        if (FileIO_SetPos(p, pos) == pos) written = FileIO_Write(p, zero, f->recordSize);
-        Storage_Deallocate(zero);
-      }
-      // A free head that pointed one past the last slot meant "append next".
-      DbaItemHead head = {-1, h.freeHead == n ? 0 : h.freeHead};
-      if (n > 0 && FileIO_SetPos(p, pos) == pos) FileIO_Write(p, &head, sizeof head);
-      if (n > 0 && written == f->recordSize) {
-        h.freeHead = n;
-        h.slotCount = n;
-        if (WriteHeaderOn(p, h)) result = n;
-      }
-    }
+    if (lock.ok()) result = AppendSlotOn(f, p);
     lock.Release();
     FileIO_Close(p);
   }

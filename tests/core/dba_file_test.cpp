@@ -257,6 +257,22 @@ TEST_F(DbaFileTest, HeaderOnePastTheLastSlotMeansAppendNext) {
   EXPECT_EQ(DBA_NewITEM(&f_), 4);
 }
 
+TEST_F(DbaFileTest, NewItemWorksUnderTheCallersOwnHeaderLock) {
+  ASSERT_NE(DBA_NeueDBA(&f_), 0);
+  ASSERT_EQ(DBA_OpenDBA(&f_), 1);
+  ASSERT_EQ(DBA_LockHEADER(&f_), 1);
+  KVHOST_SetLockTimeout(0);  // any wait for the header would fail at once
+  EXPECT_EQ(DBA_NewITEM(&f_), 1);      // the append, under the caller's lock
+  EXPECT_EQ(DBA_NextFreeITEM(&f_), 2);
+  EXPECT_EQ(DBA_NewITEM(&f_), 2);
+  KVHOST_SetLockTimeout(10000);
+  EXPECT_EQ(DBA_UnlockHEADER(&f_), 1);  // still the caller's lock to release
+  DBA_CloseDBA(&f_);
+  DbaHeader h = kvtest::ReadHeader(path_);
+  EXPECT_EQ(h.usedCount, 2);
+  EXPECT_EQ(h.slotCount, 2);
+}
+
 TEST_F(DbaFileTest, ItemLocksBelongToTheDescriptorsHandle) {
   ASSERT_NE(DBA_NeueDBA(&f_), 0);
   ASSERT_EQ(DBA_NewITEM(&f_), 1);
