@@ -65,7 +65,7 @@ TEST_F(DatabaseFileTest, CreationWritesHeaderAndClearedRecordsWithProgress) {
   EXPECT_EQ(DATABASE_CreateDatenbank(nullptr), 0);
 }
 
-TEST_F(DatabaseFileTest, ClearingKeepsCreationTimeAndVatCode) {
+TEST_F(DatabaseFileTest, ClearingKeepsCreationTimeAndVatCodeAndQuantityNeedsTwo) {
   Einzelteil r;
   std::memset(&r, 0x5A, sizeof r);
   DATABASE_ClearEinzelteil(&r);
@@ -78,10 +78,8 @@ TEST_F(DatabaseFileTest, ClearingKeepsCreationTimeAndVatCode) {
   EXPECT_EQ(r.saleDate, 33);
   EXPECT_EQ(r.saleTime, 0);
   EXPECT_EQ(r.flags, 0);
-}
 
-TEST_F(DatabaseFileTest, FlagTestsReturnTheMaskedBitsAndQuantityNeedsTwo) {
-  Einzelteil r{};
+  // Flag tests return the masked bits.
   r.flags = DATABASE_FLAG_BENUTZT | DATABASE_FLAG_RETOURE | DATABASE_FLAG_EAN | DATABASE_FLAG_MENGE;
   r.quantity = 1;
   EXPECT_EQ(DATABASE_Einzelteil_ist_Retoure(&r), 0x08);
