@@ -80,7 +80,7 @@ TEST_F(ArtlibTest, RecordLockCoversTheRangeAt660nNotTheRecord) {
   EXPECT_EQ(ARTLIB_LockArtikel(2), 0) << "no lock without an open file";
 }
 
-TEST_F(ArtlibTest, ValidArticleNeedsMatchingTextAndANonZeroLeadingWord) {
+TEST_F(ArtlibTest, ValidArticleNeedsMatchingTextAndANonZeroWordAndEnlargementKeepsIt) {
   ArtikelRecord a;
   ARTLIB_ClearArtikel(&a);
   std::strcpy(a.text, "Hemd");
@@ -89,10 +89,17 @@ TEST_F(ArtlibTest, ValidArticleNeedsMatchingTextAndANonZeroLeadingWord) {
   a.price3Second = 1;  // the ninth word
   ASSERT_EQ(ARTLIB_SchreibeArtikel(4, &a), 1);
   EXPECT_EQ(ARTLIB_TesteAufGueltigenArtikel(4, "Hemd"), 1);
-  EXPECT_EQ(ARTLIB_TesteAufGueltigenArtikel(4, "hemd"), 0);
-  EXPECT_EQ(ARTLIB_TesteAufGueltigenArtikel(4, "Hemd "), 0);
-  EXPECT_EQ(ARTLIB_TesteAufGueltigenArtikel(0, "Hemd"), 0);
-  EXPECT_EQ(ARTLIB_TesteAufGueltigenArtikel(4, nullptr), 0);
+  for (auto [n, text] : {std::pair<int32_t, const char*>{4, "hemd"}, {4, "Hemd "}, {0, "Hemd"}, {4, nullptr}})
+    EXPECT_EQ(ARTLIB_TesteAufGueltigenArtikel(n, text), 0) << n << (text ? text : "(null)");
+
+  // Enlargement keeps the records.
+  PutArticle(10, "letzter", 3);
+  ASSERT_EQ(ARTLIB_Init(20, dir().c_str()), 600);
+  EXPECT_EQ(kvtest::FileSize(path()), 40 + 11 * 660) << "Init does not enlarge an existing file";
+  ASSERT_EQ(ARTLIB_ErweitereDatenbank(), 1);
+  EXPECT_EQ(kvtest::FileSize(path()), 40 + 21 * 660);
+  ASSERT_EQ(ARTLIB_LeseArtikel(10, &a), 1);
+  EXPECT_STREQ(a.text, "letzter");
 }
 
 TEST_F(ArtlibTest, OpensNestAndTheForeignFileHasItsOwnHandleAndCount) {
@@ -129,17 +136,6 @@ TEST_F(ArtlibTest, OpensNestAndTheForeignFileHasItsOwnHandleAndCount) {
   EXPECT_EQ(ARTLIB_LeseArtikelAusFremderDB(2, &b), 1);
   ARTLIB_SchliesseFremdeDatenbank();
   EXPECT_EQ(ARTLIB_LeseArtikelAusFremderDB(2, &b), 0);
-}
-
-TEST_F(ArtlibTest, EnlargementKeepsRecords) {
-  PutArticle(10, "letzter", 3);
-  ASSERT_EQ(ARTLIB_Init(20, dir().c_str()), 600);
-  EXPECT_EQ(kvtest::FileSize(path()), 40 + 11 * 660) << "Init does not enlarge an existing file";
-  ASSERT_EQ(ARTLIB_ErweitereDatenbank(), 1);
-  EXPECT_EQ(kvtest::FileSize(path()), 40 + 21 * 660);
-  ArtikelRecord a;
-  ASSERT_EQ(ARTLIB_LeseArtikel(10, &a), 1);
-  EXPECT_STREQ(a.text, "letzter");
 }
 
 void KV_CALLBACK RecordProgress(int32_t event, int32_t, int32_t value, const char*, void* context) {

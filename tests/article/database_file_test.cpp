@@ -38,7 +38,7 @@ TEST_F(DatabaseFileTest, CreationWritesHeaderAndClearedRecordsWithProgress) {
   ASSERT_EQ(bytes.size(), 40u + 251u * 142u);
   EXPECT_EQ(kvtest::I32At(bytes, 0), 600);
   EXPECT_GE(static_cast<uint32_t>(kvtest::I32At(bytes, 4)), before);
-  for (size_t i = 8; i < 40; ++i) ASSERT_EQ(bytes[i], 0);
+  EXPECT_TRUE(std::all_of(bytes.begin() + 8, bytes.begin() + 40, [](uint8_t b) { return b == 0; }));
   // Every record: zero except the five dates, which are 33.
   std::vector<uint8_t> cleared(142, 0);
   for (size_t at : {128, 130, 132, 134, 136}) cleared[at] = 33;
@@ -66,18 +66,15 @@ TEST_F(DatabaseFileTest, CreationWritesHeaderAndClearedRecordsWithProgress) {
 }
 
 TEST_F(DatabaseFileTest, ClearingKeepsCreationTimeAndVatCodeAndQuantityNeedsTwo) {
+  // Clearing keeps the creation time (122) and the VAT code (126); the
+  // five dates become 33.
   Einzelteil r;
   std::memset(&r, 0x5A, sizeof r);
   DATABASE_ClearEinzelteil(&r);
-  const uint8_t* b = reinterpret_cast<const uint8_t*>(&r);
-  for (size_t i = 0; i < 122; ++i) ASSERT_EQ(b[i], 0) << i;
-  EXPECT_EQ(r.creationTime, 0x5A5A);
-  EXPECT_EQ(r.reserved124, 0);
-  EXPECT_EQ(r.vatCode, 0x5A5A);
-  EXPECT_EQ(r.date1, 33);
-  EXPECT_EQ(r.saleDate, 33);
-  EXPECT_EQ(r.saleTime, 0);
-  EXPECT_EQ(r.flags, 0);
+  std::vector<uint8_t> want(sizeof r, 0);
+  for (size_t at : {122, 123, 126, 127}) want[at] = 0x5A;
+  for (size_t at : {128, 130, 132, 134, 136}) want[at] = 33;
+  EXPECT_EQ(std::vector<uint8_t>(reinterpret_cast<uint8_t*>(&r), reinterpret_cast<uint8_t*>(&r + 1)), want);
 
   // Flag tests return the masked bits.
   r.flags = DATABASE_FLAG_BENUTZT | DATABASE_FLAG_RETOURE | DATABASE_FLAG_EAN | DATABASE_FLAG_MENGE;

@@ -12,25 +12,23 @@ using kvtest::SetText;
 
 class KundenAddressTest : public KundenTest {
  protected:
-  // Text of KundenDBA_Adresse in a buffer pre-filled with '#', which must
-  // stay untouched behind the terminator.
-  std::string Address(int32_t n, int32_t mode, int32_t* result = nullptr) {
+  // The text a function writes into a buffer pre-filled with '#', which
+  // must stay untouched behind the terminator; its result goes to *result.
+  template <class Fill>
+  std::string Filled(Fill fill, int32_t* result) {
     std::vector<char> buf(KUNDE_ADRESSE_TELEFON_MAX + 64, '#');
-    int32_t r = KundenDBA_Adresse(n, buf.data(), mode);
+    int32_t r = fill(buf.data());
     if (result) *result = r;
-    return Checked(buf);
-  }
-  std::string Telephone(int32_t n, const char* label, int32_t* result = nullptr) {
-    std::vector<char> buf(KUNDE_ADRESSE_TELEFON_MAX + 64, '#');
-    int32_t r = KundenDBA_AdresseMitTelefon(n, buf.data(), label);
-    if (result) *result = r;
-    return Checked(buf);
-  }
-  std::string Checked(const std::vector<char>& buf) {
     auto end = std::find(buf.begin(), buf.end(), '\0');
     if (end == buf.end()) return std::string(buf.begin(), buf.end());
     EXPECT_TRUE(std::all_of(end + 1, buf.end(), [](char c) { return c == '#'; }));
     return std::string(buf.begin(), end);
+  }
+  std::string Address(int32_t n, int32_t mode, int32_t* result = nullptr) {
+    return Filled([&](char* b) { return KundenDBA_Adresse(n, b, mode); }, result);
+  }
+  std::string Telephone(int32_t n, const char* label, int32_t* result = nullptr) {
+    return Filled([&](char* b) { return KundenDBA_AdresseMitTelefon(n, b, label); }, result);
   }
 };
 

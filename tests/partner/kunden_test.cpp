@@ -107,27 +107,6 @@ TEST_F(KundenTest, RangeChecksRefuseBeforeAnyFileIsTouchedAndBlocksStopOneShort)
   EXPECT_EQ(KundenDBA_ReadBlock(10, read.data(), 3), 0);
 }
 
-TEST_F(KundenTest, DeleteClearsTheRecordFreesTheNumberOnceAndZeroesTheEntries) {
-  int32_t a = AddKunde(MakeKunde("Anton"));
-  int32_t b = AddKunde(MakeKunde("Berta"));
-  int32_t c = AddKunde(MakeKunde("Conny"));
-  ASSERT_EQ(KundenDBA_LoescheKunde(b), 1);
-
-  EXPECT_EQ(Item("KUNDEN.DBA", b, 1299), kvtest::FreedRecord());
-  EXPECT_EQ(NameItem(b), std::vector<uint8_t>(12, 0));
-  EXPECT_EQ(BankItem(b), std::vector<uint8_t>(24, 0));
-  EXPECT_EQ(NameItem(a), SearchEntry(12, "Anton"));
-
-  // Deleting it again must not put the number on the free chain twice.
-  ASSERT_EQ(KundenDBA_LoescheKunde(b), 1);
-  EXPECT_EQ(KundenDBA_NeuerKunde(), b);
-  EXPECT_EQ(KundenDBA_NeuerKunde(), c + 1);
-  // A number past the end is no customer: nothing grows.
-  int64_t size = kvtest::FileSize(file("KUNDEN.DBA"));
-  EXPECT_EQ(KundenDBA_LoescheKunde(500), 1);
-  EXPECT_EQ(kvtest::FileSize(file("KUNDEN.DBA")), size);
-}
-
 TEST_F(KundenTest, DeclarationFlagLeavesSearchEntriesAndUsableFlagReachesAll) {
   Kunde k = MakeKunde("Erkl");
   k.flags = 0;
@@ -177,14 +156,22 @@ TEST_F(KundenTest, ReorganisationKeepsNamedCustomersAndFreesTheRest) {
   EXPECT_EQ(KundenDBA_NeuerKunde(), empty);
 }
 
-TEST_F(KundenTest, InitRebuildsMissingSearchFilesFromTheCustomerFile) {
+TEST_F(KundenTest, DeleteFreesTheNumberOnceAndInitRebuildsMissingSearchFiles) {
   Kunde a = MakeKunde("Anton");
   SetText(a.bankCode, "10010010");
   SetText(a.accountNumber, "1234");
-  int32_t na = AddKunde(a);
-  int32_t nb = AddKunde(MakeKunde("Berta"));
-  int32_t nc = AddKunde(MakeKunde("Conny"));
+  int32_t na = AddKunde(a), nb = AddKunde(MakeKunde("Berta")), nc = AddKunde(MakeKunde("Conny"));
   ASSERT_EQ(KundenDBA_LoescheKunde(nb), 1);
+  EXPECT_EQ(Item("KUNDEN.DBA", nb, 1299), kvtest::FreedRecord());
+  EXPECT_EQ(NameItem(nb), std::vector<uint8_t>(12, 0));
+  EXPECT_EQ(BankItem(nb), std::vector<uint8_t>(24, 0));
+  // Deleting it again must not put the number on the free chain twice; a
+  // number past the end is no customer, and nothing grows.
+  ASSERT_EQ(KundenDBA_LoescheKunde(nb), 1);
+  int64_t size = kvtest::FileSize(file("KUNDEN.DBA"));
+  EXPECT_EQ(KundenDBA_LoescheKunde(500), 1);
+  EXPECT_EQ(kvtest::FileSize(file("KUNDEN.DBA")), size);
+
   // Bytes behind a terminator: the rebuild copies the fields byte by byte.
   Kunde c = MakeKunde("Conny");
   std::memcpy(c.bankCode, "123\0ABCDE", 9);
@@ -207,6 +194,9 @@ TEST_F(KundenTest, InitRebuildsMissingSearchFilesFromTheCustomerFile) {
   ASSERT_EQ(KundenSuchDBA_Write(na, &marker), 1);
   ASSERT_NE(KundenDBA_Init(file("KUNDEN.DBA").c_str()), 0);
   EXPECT_EQ(NameItem(na)[4], 'Z');
+  // The freed number comes back once.
+  EXPECT_EQ(KundenDBA_NeuerKunde(), nb);
+  EXPECT_EQ(KundenDBA_NeuerKunde(), nc + 1);
 }
 
 TEST_F(KundenTest, CreatedHeaderAndSecondDirectory) {
