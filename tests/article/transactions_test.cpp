@@ -41,21 +41,16 @@ class TransactionTest : public ArticleTest {
 TEST_F(TransactionTest, SaleSetsTheBookedFieldsAndNothingElse) {
   Einzelteil want = ReadItem(id_);
   Sell(Sale(4, 6));  // same location, VAT code out of range
-  want.flags = static_cast<int16_t>(0xFF83);
-  want.saleRef = 31;
-  want.documentRef = 901;
-  want.previousDocumentRef = 899;
-  want.saleDate = 45100;
-  want.saleTime = 700;
-  want.customer = customer_;
+  want.flags = static_cast<int16_t>(0xFF83), want.customer = customer_;
+  want.saleRef = 31, want.documentRef = 901, want.previousDocumentRef = 899;
+  want.saleDate = 45100, want.saleTime = 700;
   ExpectItem(want);  // location unchanged: its date kept; VAT code 6 not taken
   ExpectChain(dir(), Chain::Customer, customer_, {id_});
 
   // Another location takes the sale date as location date; VAT 65535 is
   // ignored, 0 taken; the same customer is not linked twice.
   Sell(Sale(8, 65535));
-  want.location = 8;
-  want.locationDate = 45100;
+  want.location = 8, want.locationDate = 45100;
   ExpectItem(want);
   ExpectChain(dir(), Chain::Customer, customer_, {id_});
   EinzelteilVerkauf sale = Sale(8, 0);
@@ -88,8 +83,7 @@ TEST_F(TransactionTest, ReturnsAndUnusedSlotsAreNotSold) {
   EXPECT_EQ(DATABASE_EinzelteilVerkauf_to_ET(&sale, &r), 0);
   // In memory the in-use test is skipped; the customer is set without a chain.
   Einzelteil mem = NewRecord(2, 0);
-  mem.flags = 0;
-  mem.custPrev = 5;
+  mem.flags = 0, mem.custPrev = 5;
   ASSERT_EQ(DATABASE_EinzelteilVerkauf_to_ET(&sale, &mem), 1);
   EXPECT_EQ(mem.customer, customer_);
   EXPECT_EQ(mem.custPrev, 0);
@@ -102,13 +96,9 @@ TEST_F(TransactionTest, ExchangeUndoesTheSaleAndAdoptsTheArticleVat) {
   Einzelteil want = ReadItem(id_);
   EinzelteilBuchung b = Booking(9, 45200);
   ASSERT_EQ(DATABASE_EinzelteilUmtauschen(&b, 0x1234), 1);
-  want.flags = DATABASE_FLAG_BENUTZT;
-  want.previousDocumentRef = 901;
-  want.documentRef = want.saleRef = want.customer = 0;
-  want.location = 9;
-  want.locationDate = want.exchangeDate = 45200;
-  want.exchangeCount = 1;
-  want.saleTime = 0x1234;
+  want.flags = DATABASE_FLAG_BENUTZT, want.saleTime = 0x1234;
+  want.previousDocumentRef = 901, want.documentRef = want.saleRef = want.customer = 0;
+  want.location = 9, want.locationDate = want.exchangeDate = 45200, want.exchangeCount = 1;
   want.vatCode = 3;  // the article's code
   ExpectItem(want);
   ExpectChain(dir(), Chain::Customer, customer_, {});
@@ -117,8 +107,7 @@ TEST_F(TransactionTest, ExchangeUndoesTheSaleAndAdoptsTheArticleVat) {
   want.flags |= DATABASE_FLAG_RETOURE;
   WriteItem(id_, want);
   ASSERT_EQ(DATABASE_EinzelteilUmtauschen(&b, 0x2222), 1);
-  want.flags = DATABASE_FLAG_BENUTZT;
-  want.saleTime = 0x2222;
+  want.flags = DATABASE_FLAG_BENUTZT, want.saleTime = 0x2222;
   ExpectItem(want);
   b.item = id_ + 1;
   EXPECT_EQ(DATABASE_EinzelteilUmtauschen(&b, 1), 0) << "slot not in use";
@@ -126,9 +115,7 @@ TEST_F(TransactionTest, ExchangeUndoesTheSaleAndAdoptsTheArticleVat) {
   // In memory: no chain, VAT code kept, customer fields zeroed together.
   Einzelteil mem = want;
   mem.flags = static_cast<int16_t>(0x8000 | DATABASE_FLAG_VERKAUFT | DATABASE_FLAG_BENUTZT);
-  mem.customer = 12;
-  mem.custNext = 13;
-  mem.vatCode = 5;
+  mem.customer = 12, mem.custNext = 13, mem.vatCode = 5;
   EXPECT_NE(DATABASE_EinzelteilUmtausch_to_ET(&b, &mem, 77), 0);
   EXPECT_EQ(mem.flags, DATABASE_FLAG_BENUTZT);
   EXPECT_EQ(mem.customer + mem.custNext, 0);
@@ -161,9 +148,7 @@ TEST_F(TransactionTest, TransfersMoveUnsoldItemsAndKeepSoldOnesDates) {
   Einzelteil want = ReadItem(id_);
   EinzelteilBuchung b = Booking(11, 45400);
   ASSERT_EQ(DATABASE_EinzelteilUmlagern(&b), 1);
-  want.location = 11;
-  want.locationDate = 45400;
-  want.quantity = 3;
+  want.location = 11, want.locationDate = 45400, want.quantity = 3;
   ExpectItem(want);
 
   Sell(Sale(11, 1));
@@ -187,16 +172,12 @@ TEST_F(TransactionTest, InventoryAndQuantityChanges) {
   Einzelteil want = ReadItem(id_);
   EinzelteilBuchung b = Booking(71, 45600);
   ASSERT_EQ(DATABASE_EinzelteilInventarisieren(&b), 1);
-  want.inventoryValueRef = 71;
-  want.inventoryDate = 45600;
-  want.inventoryRef = 61;
+  want.inventoryValueRef = 71, want.inventoryDate = 45600, want.inventoryRef = 61;
   want.flags = DATABASE_FLAG_BENUTZT | DATABASE_FLAG_INVENTUR;
   ExpectItem(want);  // a single item keeps quantity 1
 
   // A quantity item adds the counted quantity, its inventory reference stays.
-  want.flags |= DATABASE_FLAG_MENGE;
-  want.quantity = 3;
-  want.inventoryRef = 0;
+  want.flags |= DATABASE_FLAG_MENGE, want.quantity = 3, want.inventoryRef = 0;
   WriteItem(id_, want);
   ASSERT_EQ(DATABASE_EinzelteilInventarisieren(&b), 1);
   want.quantity = 6;
@@ -217,9 +198,7 @@ TEST_F(TransactionTest, ValueChangesFollowTheMaskAndPricesFollowTheArticle) {
   Einzelteil want = ReadItem(id_);
   int32_t req[DATABASE_CHANGE_REQUEST_WORDS] = {0x02 | 0x20 | 0x01, id_, 1, 2, 3, 4, 5, 6, 7};
   ASSERT_EQ(DATABASE_EinzelteilWertAendern(req), 1);
-  want.price1First = 1;
-  want.price2Second = 5;
-  want.value = 7;
+  want.price1First = 1, want.price2Second = 5, want.value = 7;
   ExpectItem(want);
 
   // The article's price pairs are 100 .. 105.
@@ -234,8 +213,7 @@ TEST_F(TransactionTest, ValueChangesFollowTheMaskAndPricesFollowTheArticle) {
   EXPECT_EQ(DATABASE_EinzelteilMWSTanpassungAnArtikel(id_), 3);
   EXPECT_EQ(DATABASE_GetEinzelteilMWST_Satz(id_), 3);
   // An item whose article cannot be read keeps its code and reports it.
-  want.article = kArticles + 5;
-  want.vatCode = 4;
+  want.article = kArticles + 5, want.vatCode = 4;
   WriteItem(id_, want);
   EXPECT_EQ(DATABASE_EinzelteilMWSTanpassungAnArtikel(id_), 4);
   EXPECT_EQ(DATABASE_GetArtikel_MWST_SatzViaEinzelteil(id_), -1);
