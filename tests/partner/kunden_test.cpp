@@ -25,19 +25,12 @@ TEST_F(KundenTest, WriteStoresTheRecordAndBothSearchEntriesByteExact) {
   // Every byte of the record: the fields at their offsets, the rest zero.
   std::vector<uint8_t> r = Item("KUNDEN.DBA", n, 1299);
   std::vector<uint8_t> want(1299, 0);
-  auto put = [&](size_t at, const char* text) { std::memcpy(&want[at], text, std::strlen(text)); };
   kvtest::PutI32(want, 0, 1);
   want[8] = 1;
-  put(19, "Herr");
-  put(40, "Hans");
-  put(105, "Ab");
-  put(170, "Hauptstr. 1");
-  put(235, "D");
-  put(240, "10115");
-  put(249, "Berlin");
   want[592] = want[594] = want[598] = 33;
-  put(608, "37040044");
-  put(617, "532013000");
+  for (auto [at, text] : {std::pair<size_t, const char*>{19, "Herr"}, {40, "Hans"}, {105, "Ab"}, {170, "Hauptstr. 1"},
+                          {235, "D"}, {240, "10115"}, {249, "Berlin"}, {608, "37040044"}, {617, "532013000"}})
+    std::memcpy(&want[at], text, std::strlen(text));
   ASSERT_EQ(r.size(), 1299u);
   EXPECT_EQ(static_cast<uint16_t>(I16At(r, 907)), kv::TEXDEFS_Heute(nullptr));
   EXPECT_NE(I16At(r, 909), 0);
