@@ -66,18 +66,32 @@ DiskHead HeadOnDisk(const std::string& dir, Chain chain, int32_t owner) {
   return {kvtest::I32At(bytes, at), kvtest::I32At(bytes, at + 4)};
 }
 
-void ExpectChain(const std::string& dir, Chain chain, int32_t owner, const std::vector<int32_t>& ids) {
+std::vector<int32_t> WalkChain(const std::string& dir, Chain chain, int32_t owner) {
   size_t prevAt = chain == Chain::Article ? 0 : chain == Chain::Designation ? 12 : 24;
-  DiskHead h = HeadOnDisk(dir, chain, owner);
-  EXPECT_EQ(h.first, ids.empty() ? 0 : ids.front()) << "head first, owner " << owner;
-  EXPECT_EQ(h.last, ids.empty() ? 0 : ids.back()) << "head last, owner " << owner;
   auto items = kvtest::ReadFileBytes(dir + DATABASE_FILE_NAME);
-  for (size_t i = 0; i < ids.size(); ++i) {
-    size_t at = 40 + static_cast<size_t>(ids[i]) * DATABASE_RECORD_SIZE + prevAt;
-    EXPECT_EQ(kvtest::I32At(items, at), i == 0 ? 0 : ids[i - 1]) << "prev of " << ids[i];
-    EXPECT_EQ(kvtest::I32At(items, at + 4), i + 1 == ids.size() ? 0 : ids[i + 1]) << "next of " << ids[i];
-    EXPECT_EQ(kvtest::I32At(items, at + 8), owner) << "owner of " << ids[i];
+  DiskHead h = HeadOnDisk(dir, chain, owner);
+  std::vector<int32_t> ids;
+  int32_t prev = 0;
+  for (int32_t id = h.first; id != 0 && ids.size() <= kItems;) {
+    size_t at = 40 + static_cast<size_t>(id) * DATABASE_RECORD_SIZE + prevAt;
+    EXPECT_EQ(kvtest::I32At(items, at), prev) << "prev of " << id;
+    EXPECT_EQ(kvtest::I32At(items, at + 8), owner) << "owner of " << id;
+    ids.push_back(id);
+    prev = id;
+    id = kvtest::I32At(items, at + 4);
   }
+  EXPECT_EQ(h.last, prev) << "head last, owner " << owner;
+  return ids;
+}
+
+void WriteItem(int32_t id, const Einzelteil& r) {
+  ASSERT_NE(DATABASE_OeffneDatenbank(), -1);
+  EXPECT_EQ(DATABASE_WriteEinzelteil(id, &r), 1);
+  DATABASE_SchliesseDatenbank();
+}
+
+int32_t LastIdOnDisk(const std::string& dir) {
+  return kvtest::I32At(kvtest::ReadFileBytes(dir + DATABASE_FILE_NAME), 40 + 60);
 }
 
 }  // namespace articletest

@@ -42,8 +42,16 @@ struct DiskHead {
   int32_t last;
 };
 DiskHead HeadOnDisk(const std::string& dir, Chain chain, int32_t owner);
-// Checks head and every prev/next link of the chain against ids, on disk.
-void ExpectChain(const std::string& dir, Chain chain, int32_t owner, const std::vector<int32_t>& ids);
+// Follows the chain from its head in the owner's record, checking every
+// back link, owner field and the head's last item, as they lie on disk.
+std::vector<int32_t> WalkChain(const std::string& dir, Chain chain, int32_t owner);
+inline void ExpectChain(const std::string& dir, Chain chain, int32_t owner, const std::vector<int32_t>& ids) {
+  EXPECT_EQ(WalkChain(dir, chain, owner), ids) << "chain of owner " << owner;
+}
+// Writes an item record through an open bracket of its own.
+void WriteItem(int32_t id, const Einzelteil& r);
+// The last identifier handed out, as record 0 of TEILE.DBA keeps it.
+int32_t LastIdOnDisk(const std::string& dir);
 
 class ArticleTest : public kvtest::DataDirTest {
  protected:

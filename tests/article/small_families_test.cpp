@@ -64,10 +64,8 @@ TEST_F(SmallFamiliesTest, EanEntriesAndExtrasAreAddressedByTheItem) {
   EXPECT_STREQ(ean, "4006381333931");
   EXPECT_EQ(EANTEILE_Lese_EAN_Einzelteil(13, ean), 0);
   EXPECT_STREQ(ean, "");
-  EXPECT_EQ(EANTEILE_Schreibe_EAN_Einzelteil(13, "40063813339312"), 0) << "14 digits";
-  EXPECT_EQ(EANTEILE_Schreibe_EAN_Einzelteil(13, "40x"), 0);
-  EXPECT_EQ(EANTEILE_Schreibe_EAN_Einzelteil(0, "1"), 0);
-  EXPECT_EQ(EANTEILE_Schreibe_EAN_Einzelteil(kItems + 1, "1"), 0);
+  for (auto [n, bad] : {std::pair<int32_t, const char*>{13, "40063813339312"}, {13, "40x"}, {0, "1"}, {kItems + 1, "1"}})
+    EXPECT_EQ(EANTEILE_Schreibe_EAN_Einzelteil(n, bad), 0) << n << " " << bad;
   ASSERT_EQ(EANTEILE_Loesche_EAN_Einzelteil(12), 1);
   EXPECT_EQ(EANTEILE_Lese_EAN_Einzelteil(12, ean), 0);
   auto after = kvtest::ReadFileBytes(file(EANTEILE_FILE_NAME));

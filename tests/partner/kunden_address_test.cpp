@@ -12,29 +12,27 @@ using kvtest::SetText;
 
 class KundenAddressTest : public KundenTest {
  protected:
-  // Text of KundenDBA_Adresse in a buffer pre-filled with '#', which must
-  // stay untouched behind the terminator.
-  std::string Address(int32_t n, int32_t mode, int32_t* result = nullptr) {
+  // The text a function writes into a buffer pre-filled with '#', which
+  // must stay untouched behind the terminator; its result goes to *result.
+  template <class Fill>
+  std::string Filled(Fill fill, int32_t* result) {
     std::vector<char> buf(KUNDE_ADRESSE_TELEFON_MAX + 64, '#');
-    int32_t r = KundenDBA_Adresse(n, buf.data(), mode);
+    int32_t r = fill(buf.data());
     if (result) *result = r;
-    return Checked(buf);
-  }
-  std::string Telephone(int32_t n, const char* label, int32_t* result = nullptr) {
-    std::vector<char> buf(KUNDE_ADRESSE_TELEFON_MAX + 64, '#');
-    int32_t r = KundenDBA_AdresseMitTelefon(n, buf.data(), label);
-    if (result) *result = r;
-    return Checked(buf);
-  }
-  std::string Checked(const std::vector<char>& buf) {
     auto end = std::find(buf.begin(), buf.end(), '\0');
     if (end == buf.end()) return std::string(buf.begin(), buf.end());
     EXPECT_TRUE(std::all_of(end + 1, buf.end(), [](char c) { return c == '#'; }));
     return std::string(buf.begin(), end);
   }
+  std::string Address(int32_t n, int32_t mode, int32_t* result = nullptr) {
+    return Filled([&](char* b) { return KundenDBA_Adresse(n, b, mode); }, result);
+  }
+  std::string Telephone(int32_t n, const char* label, int32_t* result = nullptr) {
+    return Filled([&](char* b) { return KundenDBA_AdresseMitTelefon(n, b, label); }, result);
+  }
 };
 
-TEST_F(KundenAddressTest, AssembledLinesFreeFormAndEmptiness) {
+TEST_F(KundenAddressTest, AssembledLinesFreeFormEmptinessAndTelephone) {
   Kunde k = MakeKunde("M\xFC" "ller");  // Müller
   SetText(k.title, "Dr.");
   int32_t full = AddKunde(k);
@@ -69,28 +67,25 @@ TEST_F(KundenAddressTest, AssembledLinesFreeFormAndEmptiness) {
   int32_t twentyOne = AddKunde(k);
   EXPECT_EQ(Address(twentyOne, 0), "Firma X\r\nPostfach 12\r\n");
 
+  // The telephone line follows the assembled address, even where a
+  // free-form address exists; a long label is cut; without telephone no
+  // line is added.
+  SetText(k.telephone, "030 1234");
+  SetText(k.city, "Berlin");
+  int32_t tel = AddKunde(k);
+  EXPECT_EQ(Telephone(tel, "Tel.:"), "Herr\r\nHans Frei\r\nHauptstr. 1\r\nD 10115 Berlin\r\nTel.: 030 1234\r\n");
+  std::string label(200, 'L');
+  EXPECT_NE(Telephone(tel, label.c_str()).find(std::string(KUNDE_TELEFON_LABEL_MAX, 'L') + " 030"), std::string::npos);
+  EXPECT_EQ(Telephone(full, "Tel.:"), Address(full, 0));
+
   // Numbers beyond the file, and a null text.
   EXPECT_EQ(Address(KundenDBA_GetMAX() + 1, 0, &r), std::string(KUNDE_ADRESSE_TELEFON_MAX + 64, '#'));
   EXPECT_EQ(r, 0);
+  r = 1;
+  Telephone(KundenDBA_GetMAX() + 1, "Tel.:", &r);
+  EXPECT_EQ(r, 0);
   EXPECT_EQ(KundenDBA_Adresse(0, nullptr, 0), 0);
   EXPECT_EQ(KundenDBA_Adresse(full, nullptr, 0), 0);
-}
-
-TEST_F(KundenAddressTest, TelephoneLineAfterTheAddress) {
-  Kunde k = MakeKunde("Tel");
-  SetText(k.telephone, "030 1234");
-  SetText(k.freeAddress, "this free-form address is ignored here");
-  int32_t n = AddKunde(k);
-  EXPECT_EQ(Telephone(n, "Tel.:"), "Herr\r\nHans Tel\r\nHauptstr. 1\r\nD 10115 Berlin\r\nTel.: 030 1234\r\n");
-  // A very long label is cut.
-  std::string label(200, 'L');
-  EXPECT_NE(Telephone(n, label.c_str()).find(std::string(KUNDE_TELEFON_LABEL_MAX, 'L') + " 030"), std::string::npos);
-  // Without telephone no line is added.
-  int32_t m = AddKunde(MakeKunde("Ohne"));
-  EXPECT_EQ(Telephone(m, "Tel.:"), "Herr\r\nHans Ohne\r\nHauptstr. 1\r\nD 10115 Berlin\r\n");
-  int32_t r = 1;
-  Telephone(m + 1, "Tel.:", &r);
-  EXPECT_EQ(r, 0);
 }
 
 TEST_F(KundenAddressTest, UnterminatedStringsStayInsideTheirFields) {

@@ -32,6 +32,15 @@ inline Kunde MakeKunde(const char* surname, const char* city = "Berlin") {
   return k;
 }
 
+// Image of a freed customer record at the end of the free chain: zero but
+// for the three date codes.
+inline std::vector<uint8_t> FreedRecord() {
+  std::vector<uint8_t> r(1299, 0);
+  PutI32(r, 0, -1);
+  r[592] = r[594] = r[598] = 33;
+  return r;
+}
+
 class KundenTest : public DataDirTest {
  protected:
   void SetUp() override { ASSERT_NE(KundenDBA_Init(file("KUNDEN.DBA").c_str()), 0); }
@@ -44,6 +53,12 @@ class KundenTest : public DataDirTest {
     return n;
   }
 
+  Kunde Read(int32_t n) {
+    Kunde k;
+    EXPECT_EQ(KundenDBA_LeseKunde(n, &k), 1) << "customer " << n;
+    return k;
+  }
+
   // Byte image of item n of a DBA file with capacity 0.
   std::vector<uint8_t> Item(const char* name, int32_t n, int32_t size) {
     std::vector<uint8_t> all = ReadFileBytes(file(name));
@@ -51,7 +66,19 @@ class KundenTest : public DataDirTest {
     if (all.size() < at + size) return {};
     return std::vector<uint8_t>(all.begin() + at, all.begin() + at + size);
   }
+  std::vector<uint8_t> NameItem(int32_t n) { return Item("KUNDSUCH.DBA", n, 12); }
+  std::vector<uint8_t> BankItem(int32_t n) { return Item("KUNDBLZSUCH.DBA", n, 24); }
 };
+
+// A search entry image of size bytes: the marker, then the raw bytes of the
+// name, or of bank code (at 4) and account number (at 13).
+inline std::vector<uint8_t> SearchEntry(size_t size, const std::string& first, const std::string& account = "") {
+  std::vector<uint8_t> e(size, 0);
+  e[0] = e[3] = 0xFF;
+  std::copy(first.begin(), first.end(), e.begin() + 4);
+  std::copy(account.begin(), account.end(), e.begin() + 13);
+  return e;
+}
 
 }  // namespace kvtest
 

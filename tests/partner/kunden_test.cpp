@@ -12,6 +12,7 @@ using kvtest::I16At;
 using kvtest::I32At;
 using kvtest::KundenTest;
 using kvtest::MakeKunde;
+using kvtest::SearchEntry;
 using kvtest::SetText;
 
 TEST_F(KundenTest, WriteStoresTheRecordAndBothSearchEntriesByteExact) {
@@ -24,42 +25,31 @@ TEST_F(KundenTest, WriteStoresTheRecordAndBothSearchEntriesByteExact) {
   // Every byte of the record: the fields at their offsets, the rest zero.
   std::vector<uint8_t> r = Item("KUNDEN.DBA", n, 1299);
   std::vector<uint8_t> want(1299, 0);
-  auto put = [&](size_t at, const char* text) { std::memcpy(&want[at], text, std::strlen(text)); };
   kvtest::PutI32(want, 0, 1);
   want[8] = 1;
-  put(19, "Herr");
-  put(40, "Hans");
-  put(105, "Ab");
-  put(170, "Hauptstr. 1");
-  put(235, "D");
-  put(240, "10115");
-  put(249, "Berlin");
   want[592] = want[594] = want[598] = 33;
-  put(608, "37040044");
-  put(617, "532013000");
+  for (auto [at, text] : {std::pair<size_t, const char*>{19, "Herr"}, {40, "Hans"}, {105, "Ab"}, {170, "Hauptstr. 1"},
+                          {235, "D"}, {240, "10115"}, {249, "Berlin"}, {608, "37040044"}, {617, "532013000"}})
+    std::memcpy(&want[at], text, std::strlen(text));
   ASSERT_EQ(r.size(), 1299u);
   EXPECT_EQ(static_cast<uint16_t>(I16At(r, 907)), kv::TEXDEFS_Heute(nullptr));
   EXPECT_NE(I16At(r, 909), 0);
   std::copy(r.begin() + 907, r.begin() + 911, want.begin() + 907);
   EXPECT_EQ(r, want);
 
-  std::vector<uint8_t> name = Item("KUNDSUCH.DBA", n, 12);
-  EXPECT_EQ(name, (std::vector<uint8_t>{0xFF, 0, 0, 0xFF, 'A', 'b', 0, 0, 0, 0, 0, 0}));
-  std::vector<uint8_t> bank = Item("KUNDBLZSUCH.DBA", n, 24);
-  EXPECT_EQ(bank, (std::vector<uint8_t>{0xFF, 0, 0, 0xFF, '3', '7', '0', '4', '0', '0', '4', '4', 0,
-                                         '5', '3', '2', '0', '1', '3', '0', '0', '0', 0, 0}));
+  EXPECT_EQ(NameItem(n), SearchEntry(12, "Ab"));
+  EXPECT_EQ(BankItem(n), SearchEntry(24, "37040044", "532013000"));
 
   // A long surname gives its first seven bytes; a write without search
   // update leaves the entries alone.
   SetText(k.surname, "Mustermann");
   ASSERT_EQ(KundenDBA_SchreibeKunde(n, &k, 0), 1);
-  EXPECT_EQ(Item("KUNDSUCH.DBA", n, 12), name);
+  EXPECT_EQ(NameItem(n), SearchEntry(12, "Ab"));
   ASSERT_EQ(KundenDBA_SchreibeKunde(n, &k, 1), 1);
-  EXPECT_EQ(Item("KUNDSUCH.DBA", n, 12),
-            (std::vector<uint8_t>{0xFF, 0, 0, 0xFF, 'M', 'u', 's', 't', 'e', 'r', 'm', 0}));
+  EXPECT_EQ(NameItem(n), SearchEntry(12, "Musterm"));
 }
 
-TEST_F(KundenTest, NumbersOutsideTheRangeAreRefusedBeforeAnyFileIsTouched) {
+TEST_F(KundenTest, RangeChecksRefuseBeforeAnyFileIsTouchedAndBlocksStopOneShort) {
   Kunde k = MakeKunde("Meier");
   AddKunde(k);
   auto before = kvtest::ReadFileBytes(file("KUNDSUCH.DBA"));
@@ -77,15 +67,12 @@ TEST_F(KundenTest, NumbersOutsideTheRangeAreRefusedBeforeAnyFileIsTouched) {
   EXPECT_EQ(kvtest::ReadFileBytes(file("KUNDEN.DBA")), customers);
   EXPECT_EQ(KundenDBA_SchreibeKunde(1, nullptr, 1), 0);
   EXPECT_EQ(KundenDBA_LeseKunde(1, nullptr), 0);
-}
 
-TEST_F(KundenTest, BlockTransfersStopOneShortOfTheLastNumber) {
   // The highest number can be written and read singly...
-  Kunde k = MakeKunde("Letzter");
+  k = MakeKunde("Letzter");
   ASSERT_EQ(KundenDBA_SchreibeImportKunde(KUNDEN_MAX, &k), 1);
+  EXPECT_STREQ(Read(KUNDEN_MAX).surname, "Letzter");
   Kunde back;
-  ASSERT_EQ(KundenDBA_LeseKunde(KUNDEN_MAX, &back), 1);
-  EXPECT_STREQ(back.surname, "Letzter");
   // ...but a block that ends on it is refused, one that ends just before it
   // is not.
   ASSERT_EQ(KundenDBA_Open(), 1);
@@ -113,33 +100,6 @@ TEST_F(KundenTest, BlockTransfersStopOneShortOfTheLastNumber) {
   EXPECT_EQ(KundenDBA_ReadBlock(10, read.data(), 3), 0);
 }
 
-TEST_F(KundenTest, DeleteClearsTheRecordFreesTheNumberOnceAndZeroesTheEntries) {
-  int32_t a = AddKunde(MakeKunde("Anton"));
-  int32_t b = AddKunde(MakeKunde("Berta"));
-  int32_t c = AddKunde(MakeKunde("Conny"));
-  ASSERT_EQ(KundenDBA_LoescheKunde(b), 1);
-
-  std::vector<uint8_t> r = Item("KUNDEN.DBA", b, 1299);
-  std::vector<uint8_t> expected(1299, 0);
-  kvtest::PutI32(expected, 0, -1);  // free, end of the free chain
-  expected[592] = 33;
-  expected[594] = 33;
-  expected[598] = 33;
-  EXPECT_EQ(r, expected);
-  EXPECT_EQ(Item("KUNDSUCH.DBA", b, 12), std::vector<uint8_t>(12, 0));
-  EXPECT_EQ(Item("KUNDBLZSUCH.DBA", b, 24), std::vector<uint8_t>(24, 0));
-  EXPECT_EQ(Item("KUNDSUCH.DBA", a, 12)[4], 'A');
-
-  // Deleting it again must not put the number on the free chain twice.
-  ASSERT_EQ(KundenDBA_LoescheKunde(b), 1);
-  EXPECT_EQ(KundenDBA_NeuerKunde(), b);
-  EXPECT_EQ(KundenDBA_NeuerKunde(), c + 1);
-  // A number past the end is no customer: nothing grows.
-  int64_t size = kvtest::FileSize(file("KUNDEN.DBA"));
-  EXPECT_EQ(KundenDBA_LoescheKunde(500), 1);
-  EXPECT_EQ(kvtest::FileSize(file("KUNDEN.DBA")), size);
-}
-
 TEST_F(KundenTest, DeclarationFlagLeavesSearchEntriesAndUsableFlagReachesAll) {
   Kunde k = MakeKunde("Erkl");
   k.flags = 0;
@@ -151,12 +111,10 @@ TEST_F(KundenTest, DeclarationFlagLeavesSearchEntriesAndUsableFlagReachesAll) {
   EXPECT_EQ(KundenDBA_KundenerklaerungSetzenLoeschen(n, 2), 1);  // anything but 1 clears
   EXPECT_EQ(KundenDBA_KundenerklaerungSchonAusgegeben(n), 0);
   EXPECT_EQ(KundenDBA_KundenerklaerungAusgeben(99), 0);  // not in the file
-  EXPECT_EQ(Item("KUNDSUCH.DBA", n, 12)[4], 'Z');
+  EXPECT_EQ(NameItem(n)[4], 'Z');
   KundenDBA_KundenerklaerungSetzenLoeschen(n, 1);
   ASSERT_EQ(KundenDBA_KundenAlleBenutzbar(), 1);
-  Kunde back;
-  ASSERT_EQ(KundenDBA_LeseKunde(n, &back), 1);
-  EXPECT_EQ(+back.flags, static_cast<int>(KUNDE_FLAG_BENUTZBAR | KUNDE_FLAG_ERKLAERUNG));
+  EXPECT_EQ(+Read(n).flags, static_cast<int>(KUNDE_FLAG_BENUTZBAR | KUNDE_FLAG_ERKLAERUNG));
 }
 
 TEST_F(KundenTest, ReorganisationKeepsNamedCustomersAndFreesTheRest) {
@@ -180,36 +138,37 @@ TEST_F(KundenTest, ReorganisationKeepsNamedCustomersAndFreesTheRest) {
   EXPECT_EQ(I32At(header, 12), 3);  // named, flagless with surname, flagged without surname
   EXPECT_EQ(I32At(header, 8), deleted);
 
-  Kunde back;
-  ASSERT_EQ(KundenDBA_LeseKunde(noFlags, &back), 1);
-  EXPECT_EQ(+back.refCount, 1);
-  EXPECT_STREQ(back.text1, "keep me");
-  ASSERT_EQ(KundenDBA_LeseKunde(empty, &back), 1);
-  EXPECT_EQ(+back.refCount, -1);
-  EXPECT_STREQ(back.street, "");
-  EXPECT_EQ(+back.code4, 33);
-  ASSERT_EQ(KundenDBA_LeseKunde(flaggedNoName, &back), 1);
-  EXPECT_EQ(+back.refCount, 1);
-  ASSERT_EQ(KundenDBA_LeseKunde(named, &back), 1);
-  EXPECT_STREQ(back.surname, "Named");
+  EXPECT_EQ(+Read(noFlags).refCount, 1);
+  EXPECT_STREQ(Read(noFlags).text1, "keep me");
+  EXPECT_EQ(+Read(flaggedNoName).refCount, 1);
+  EXPECT_STREQ(Read(named).surname, "Named");
+  // A record with neither name nor flags is cleared and freed.
+  EXPECT_EQ(Item("KUNDEN.DBA", empty, 1299), kvtest::FreedRecord());
   // The free chain comes out ascending.
   EXPECT_EQ(KundenDBA_NeuerKunde(), deleted);
   EXPECT_EQ(KundenDBA_NeuerKunde(), empty);
 }
 
-TEST_F(KundenTest, InitRebuildsMissingSearchFilesFromTheCustomerFile) {
+TEST_F(KundenTest, DeleteFreesTheNumberOnceAndInitRebuildsMissingSearchFiles) {
   Kunde a = MakeKunde("Anton");
   SetText(a.bankCode, "10010010");
   SetText(a.accountNumber, "1234");
-  int32_t na = AddKunde(a);
-  int32_t nb = AddKunde(MakeKunde("Berta"));
-  int32_t nc = AddKunde(MakeKunde("Conny"));
+  int32_t na = AddKunde(a), nb = AddKunde(MakeKunde("Berta")), nc = AddKunde(MakeKunde("Conny"));
   ASSERT_EQ(KundenDBA_LoescheKunde(nb), 1);
+  EXPECT_EQ(Item("KUNDEN.DBA", nb, 1299), kvtest::FreedRecord());
+  EXPECT_EQ(NameItem(nb), std::vector<uint8_t>(12, 0));
+  EXPECT_EQ(BankItem(nb), std::vector<uint8_t>(24, 0));
+  // Deleting it again must not put the number on the free chain twice; a
+  // number past the end is no customer, and nothing grows.
+  ASSERT_EQ(KundenDBA_LoescheKunde(nb), 1);
+  int64_t size = kvtest::FileSize(file("KUNDEN.DBA"));
+  EXPECT_EQ(KundenDBA_LoescheKunde(500), 1);
+  EXPECT_EQ(kvtest::FileSize(file("KUNDEN.DBA")), size);
+
   // Bytes behind a terminator: the rebuild copies the fields byte by byte.
   Kunde c = MakeKunde("Conny");
   std::memcpy(c.bankCode, "123\0ABCDE", 9);
   ASSERT_EQ(KundenDBA_SchreibeKunde(nc, &c, 0), 1);
-  auto nameBefore = Item("KUNDSUCH.DBA", na, 12);
 
   std::remove(file("KUNDSUCH.DBA").c_str());
   std::remove(file("KUNDBLZSUCH.DBA").c_str());
@@ -218,32 +177,28 @@ TEST_F(KundenTest, InitRebuildsMissingSearchFilesFromTheCustomerFile) {
   EXPECT_FALSE(kvtest::FileExists(file("KUNDSUCH.DBA")));
   ASSERT_NE(KundenDBA_Init(file("KUNDEN.DBA").c_str()), 0);
 
-  EXPECT_EQ(Item("KUNDSUCH.DBA", na, 12), nameBefore);
-  EXPECT_EQ(Item("KUNDSUCH.DBA", nb, 12), std::vector<uint8_t>(12, 0));  // a hole: no customer
-  EXPECT_EQ(Item("KUNDSUCH.DBA", nc, 12),
-            (std::vector<uint8_t>{0xFF, 0, 0, 0xFF, 'C', 'o', 'n', 'n', 'y', 0, 0, 0}));
-  EXPECT_EQ(Item("KUNDBLZSUCH.DBA", na, 24),
-            (std::vector<uint8_t>{0xFF, 0, 0, 0xFF, '1', '0', '0', '1', '0', '0', '1', '0', 0,
-                                  '1', '2', '3', '4', 0, 0, 0, 0, 0, 0, 0}));
-  EXPECT_EQ(Item("KUNDBLZSUCH.DBA", nc, 24),
-            (std::vector<uint8_t>{0xFF, 0, 0, 0xFF, '1', '2', '3', 0, 'A', 'B', 'C', 'D', 0,
-                                  0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}));
+  EXPECT_EQ(NameItem(na), SearchEntry(12, "Anton"));
+  EXPECT_EQ(NameItem(nb), std::vector<uint8_t>(12, 0));  // a hole: no customer
+  EXPECT_EQ(NameItem(nc), SearchEntry(12, "Conny"));
+  EXPECT_EQ(BankItem(na), SearchEntry(24, "10010010", "1234"));
+  EXPECT_EQ(BankItem(nc), SearchEntry(24, std::string("123\0ABCD", 8)));
   // An existing search file is left as it is.
   KundeSuchEintrag marker{KUNDE_SUCH_MARKER, {'Z'}, 0};
   ASSERT_EQ(KundenSuchDBA_Write(na, &marker), 1);
   ASSERT_NE(KundenDBA_Init(file("KUNDEN.DBA").c_str()), 0);
-  EXPECT_EQ(Item("KUNDSUCH.DBA", na, 12)[4], 'Z');
+  EXPECT_EQ(NameItem(na)[4], 'Z');
+  // The freed number comes back once.
+  EXPECT_EQ(KundenDBA_NeuerKunde(), nb);
+  EXPECT_EQ(KundenDBA_NeuerKunde(), nc + 1);
 }
 
 TEST_F(KundenTest, CreatedHeaderAndSecondDirectory) {
   ASSERT_EQ(KundenDBA_CreateHeader(5, 540), 1);
   std::vector<uint8_t> h = kvtest::ReadFileBytes(file("KUNDEN.DBA"));
-  EXPECT_EQ(I32At(h, 0), 540);
+  // Version, time, free head one past the last slot, used, capacity, 0.
   EXPECT_NE(I32At(h, 4), 0);
-  EXPECT_EQ(I32At(h, 8), 6);  // one past the last slot
-  EXPECT_EQ(I32At(h, 12), 5);
-  EXPECT_EQ(I32At(h, 16), 5);
-  EXPECT_EQ(I32At(h, 20), 0);
+  EXPECT_EQ((std::vector<int32_t>{I32At(h, 0), I32At(h, 8), I32At(h, 12), I32At(h, 16), I32At(h, 20)}),
+            (std::vector<int32_t>{540, 6, 5, 5, 0}));
   EXPECT_EQ(KundenDBA_GetMAX(), 5);
 
   kvtest::TempDir second;
