@@ -1,12 +1,15 @@
 // Key files on disk: the byte image of a new file, the free chain as it is
 // created, cut and rebuilt, keys that differ only in late or high bytes,
-// reorganisation, the walk, slot locks and bad input.
+// reorganisation, the walk, slot locks, bad input, the ID mapping files, the
+// check finding damage, and two processes adding keys to one file.
 #include <cstring>
 #include <string>
 #include <vector>
 
+#include "index/idmap.h"
 #include "index/keyfile.h"
 #include "index/keyfile_check.h"
+#include "kvdata/artlib.h"
 #include "kvdata/bbaumlib.h"
 #include "kvtest.h"
 #include "services/fileio.h"
@@ -25,15 +28,39 @@ BaumKey Key(const std::string& bytes, int32_t payload = 0) {
   return k;
 }
 
+constexpr int32_t kProcessSlots = 1000, kKeysPerWorker = 250;
+
+std::string WorkerKey(const std::string& prefix, int32_t i) { return prefix + "-" + std::to_string(i * 37 % 1000); }
+
+// args: key file, lock file, key prefix. Adds keys and writes their payloads,
+// holding a byte lock on a separate lock file around each.
+KVTEST_WORKER(add_keys) {
+  BaumKeyDatei* d = BBAUMLIB_Init(args.at(0).c_str(), 44, kProcessSlots);
+  kv::FileHandle lock = kv::FileIO_OpenRWS(args.at(1).c_str());
+  if (d == nullptr || lock == kv::kInvalidHandle) return 2;
+  int failures = 0;
+  for (int32_t i = 0; i < kKeysPerWorker; ++i) {
+    if (!kv::FileIO_Lock(lock, 0, 1)) return 3;
+    BaumKey k = Key(WorkerKey(args.at(2), i));
+    const int32_t slot = BBAUMLIB_BAUMKEYAnlegen(d, &k);
+    k.payload = i + 1;
+    if (slot <= 0 || BBAUMLIB_SchreibeBAUMKEY(d, slot, &k) != 1) ++failures;
+    kv::FileIO_Unlock(lock, 0, 1);
+  }
+  kv::FileIO_Close(lock);
+  BBAUMLIB_Exit(d);
+  return failures == 0 ? 0 : 1;
+}
+
 class KeyFileTest : public kvtest::DataDirTest {
  protected:
   void TearDown() override {
     BBAUMLIB_Exit(d_);
     kvtest::DataDirTest::TearDown();
   }
-  BaumKeyDatei* Make(int32_t slots, bool fullChain) {
+  BaumKeyDatei* Make(int32_t slots, bool fullChain, const char* name = "MAPTEST.DBA") {
     BBAUMLIB_Exit(d_);
-    path_ = file("MAPTEST.DBA");
+    path_ = file(name);
     d_ = BBAUMLIB_Init(path_.c_str(), 44, slots);
     if (d_ != nullptr && fullChain) {
       EXPECT_EQ(BBAUMLIB_ErzeugeFreelist(d_, nullptr), 1);
@@ -63,6 +90,11 @@ class KeyFileTest : public kvtest::DataDirTest {
     kv::index::KeyFileCheck c;
     EXPECT_TRUE(kv::index::CheckKeyFile(d_, &c));
     return c;
+  }
+  BaumKeyDatei* OpenIdMap(const std::string& dataDir, const char* name) {
+    BBAUMLIB_Exit(d_);
+    path_ = file(name);
+    return d_ = kv::index::InitIdMapFile(dataDir.c_str(), name);
   }
   std::vector<int32_t> Chain() {
     std::vector<int32_t> chain;
@@ -342,6 +374,66 @@ TEST_F(KeyFileTest, SixtyFourThousandSlotsFilledAndSearched) {
   EXPECT_EQ(check.keys.size(), static_cast<size_t>(kSlots));
   EXPECT_LE(check.height, 23);
   EXPECT_EQ(check.usedCount, kSlots);
+}
+
+// The map size follows the article family's maximum.
+TEST_F(KeyFileTest, IdMapFilesAreCreatedOrGrownWithEverySlotChained) {
+  ASSERT_EQ(ARTLIB_Init(100, dir().c_str()), 600);
+  ASSERT_NE(OpenIdMap(dir(), "MAPARTID.DBA"), nullptr);
+  EXPECT_EQ(d_->slotCount, 64000);
+  EXPECT_EQ(d_->recordSize, 44);
+  EXPECT_EQ(Check().chainLength, d_->slotCount);
+
+  // An older, smaller file keeps its keys and grows, here to a maximum
+  // number of articles above 64000.
+  ASSERT_EQ(ARTLIB_Init(64123, dir().c_str()), 600);
+  ASSERT_NE(Make(1000, true, "MAPEANID.DBA"), nullptr);
+  const int32_t slot = Add("4006381333931", 7);
+  ASSERT_NE(OpenIdMap(dir(), "MAPEANID.DBA"), nullptr);
+  EXPECT_EQ(d_->slotCount, 64123);
+  EXPECT_EQ(Find("4006381333931"), slot);
+  auto check = Check();
+  EXPECT_TRUE(check.defects.empty());
+  EXPECT_EQ(check.chainLength, d_->slotCount - 1);
+  // Opening again changes nothing.
+  const auto image = kvtest::ReadFileBytes(path_);
+  ASSERT_NE(OpenIdMap(dir() + "/", "MAPEANID.DBA"), nullptr);
+  EXPECT_EQ(kvtest::ReadFileBytes(path_), image);
+  EXPECT_EQ(kv::index::InitIdMapFile(nullptr, "MAPALTID.DBA"), nullptr);
+  EXPECT_EQ(kv::index::InitIdMapFile(file("missing/").c_str(), "MAPALTID.DBA"), nullptr);
+}
+
+TEST_F(KeyFileTest, CheckReportsDamagedBalanceOrderAndChain) {
+  ASSERT_NE(Make(10, true), nullptr);
+  for (const char* k : {"b", "a", "c"}) Add(k, 1);  // root b (slot 1)
+  ASSERT_TRUE(Check().defects.empty());
+  auto image = kvtest::ReadFileBytes(path_);
+  image[40 + 1 * kStride + 44 + 12] = 1;             // balance of the root
+  image[40 + 2 * kStride + 4] = 'z';                 // slot 2 ("a") now sorts last
+  kvtest::PutI32(image, 40 + 5 * kStride + 40, 4);   // free chain 4 -> 5 -> 4
+  kvtest::WriteFileBytes(path_, image);
+  EXPECT_EQ(Check().defects, (std::vector<std::string>{"slot 1 is out of order after slot 2",
+                                                       "slot 1 has balance 1, its subtrees differ by 0",
+                                                       "free chain runs into slot 4 again"}));
+}
+
+TEST_F(KeyFileTest, TwoWritersUnderTheCallersLockLeaveAValidTree) {
+  ASSERT_NE(Make(kProcessSlots, true, "MAPARTID.DBA"), nullptr);
+  const std::string lockPath = file("MAPARTID.LCK");
+  kvtest::WriteFileBytes(lockPath, {0});
+  EXPECT_EQ(kvtest::RunWorkers("add_keys", {{path_, lockPath, "north"}, {path_, lockPath, "south"}}),
+            (std::vector<int>{0, 0}));
+  for (const char* prefix : {"north", "south"}) {
+    for (int32_t i = 0; i < kKeysPerWorker; ++i) {
+      const int32_t slot = Find(WorkerKey(prefix, i));
+      ASSERT_GT(slot, 0) << prefix << i;
+      EXPECT_EQ(int32_t{Slot(slot).payload}, i + 1);
+    }
+  }
+  const auto check = Check();
+  EXPECT_TRUE(check.defects.empty()) << check.defects.front();
+  EXPECT_EQ(check.usedCount, 2 * kKeysPerWorker);
+  EXPECT_EQ(check.keys.size(), static_cast<size_t>(2 * kKeysPerWorker));
 }
 
 }  // namespace
