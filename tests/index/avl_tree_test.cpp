@@ -64,7 +64,29 @@ int32_t Visit(void* c, int32_t n, int32_t depth) {
 int32_t CompareKeysContext(void* c, int32_t a, int32_t b) { return Cmp(static_cast<Keys*>(c), a, b); }
 int32_t CompareStoreContext(void* c, int32_t a, int32_t b) { return Cmp(S(c)->keys, a, b); }
 
-void BindCommon(AvlBaum& t) {
+// AVL_: store callbacks get the store, Compare gets the keys.
+struct AvlFlavor {
+  static constexpr bool kOneContext = false;
+  static constexpr auto NewTree = &AVL_NeuerBaum;
+  static constexpr auto Insert = &AVL_Einfuegen;
+  static constexpr auto Search = &AVL_Suchen;
+  static constexpr auto Delete = &AVL_Loeschen;
+  static constexpr auto Walk = &AVL_MitBaum;
+};
+
+// BAVL_: every callback gets the compare context; the store context is
+// left null so that using it would crash.
+struct BavlFlavor {
+  static constexpr bool kOneContext = true;
+  static constexpr auto NewTree = &BAVL_NeuerBaum;
+  static constexpr auto Insert = &BAVL_Einfuegen;
+  static constexpr auto Search = &BAVL_Suchen;
+  static constexpr auto Delete = &BAVL_Loeschen;
+  static constexpr auto Walk = &BAVL_MitBaum;
+};
+
+template <typename F>
+void Bind(AvlBaum& t, Store& s, Keys& k) {
   t = AvlBaum{};
   t.ReadNode = ReadNode;
   t.WriteNode = WriteNode;
@@ -73,38 +95,10 @@ void BindCommon(AvlBaum& t) {
   t.Visit = Visit;
   t.Lock = Lock;
   t.Unlock = Unlock;
+  t.Compare = F::kOneContext ? CompareStoreContext : CompareKeysContext;
+  t.storeContext = F::kOneContext ? nullptr : &s;
+  t.compareContext = F::kOneContext ? static_cast<void*>(&s) : &k;
 }
-
-// AVL_: store callbacks get the store, Compare gets the keys.
-struct AvlFlavor {
-  static void Bind(AvlBaum& t, Store& s, Keys& k) {
-    BindCommon(t);
-    t.Compare = CompareKeysContext;
-    t.storeContext = &s;
-    t.compareContext = &k;
-  }
-  static void NewTree(AvlBaum* t, int32_t n) { AVL_NeuerBaum(t, n, nullptr); }
-  static int32_t Insert(AvlBaum* t) { return AVL_Einfuegen(t); }
-  static int32_t Search(AvlBaum* t) { return AVL_Suchen(t); }
-  static void Delete(AvlBaum* t) { AVL_Loeschen(t); }
-  static int32_t Walk(AvlBaum* t) { return AVL_MitBaum(t); }
-};
-
-// BAVL_: every callback gets the compare context; the store context is
-// left null so that using it would crash.
-struct BavlFlavor {
-  static void Bind(AvlBaum& t, Store& s, Keys&) {
-    BindCommon(t);
-    t.Compare = CompareStoreContext;
-    t.storeContext = nullptr;
-    t.compareContext = &s;
-  }
-  static void NewTree(AvlBaum* t, int32_t n) { BAVL_NeuerBaum(t, n, nullptr); }
-  static int32_t Insert(AvlBaum* t) { return BAVL_Einfuegen(t); }
-  static int32_t Search(AvlBaum* t) { return BAVL_Suchen(t); }
-  static void Delete(AvlBaum* t) { BAVL_Loeschen(t); }
-  static int32_t Walk(AvlBaum* t) { return BAVL_MitBaum(t); }
-};
 
 // One tree with its keys and node store.
 template <typename F>
@@ -121,8 +115,8 @@ struct Tree {
     store.keys = &keys;
     store.nodes.assign(static_cast<size_t>(n) + 1, AvlKnoten{9, 9, 9, 9});
     store.root = 77;
-    F::Bind(t, store, keys);
-    F::NewTree(&t, n);
+    Bind<F>(t, store, keys);
+    F::NewTree(&t, n, nullptr);
   }
   // Insertion compares with element 0 too: the new key goes into the
   // compare context first.
@@ -416,7 +410,7 @@ TEST(AvlClearTest, ProgressStepsOfTheThreeClearingVariants) {
   EXPECT_EQ(visual.back(), 251);
   EXPECT_EQ(progressOf([&] { AVL_NeuerBaum_Visual(&g_progress, &tr.t, 3, VisualProgress); }),
             (std::vector<int32_t>{1, 2, 3, 4}));
-  BavlFlavor::Bind(tr.t, tr.store, tr.keys);
+  Bind<BavlFlavor>(tr.t, tr.store, tr.keys);
   EXPECT_EQ(progressOf([&] { BAVL_NeuerBaum(&tr.t, 3, Progress); }), (std::vector<int32_t>{1, 2, 3, 4}));
 }
 
