@@ -1,5 +1,6 @@
 // Order files: names, the block layout on disk, positions, numbers, walks,
 // archive and the upgrade from 3980-byte blocks.
+#include <climits>
 #include <cstring>
 #include <filesystem>
 #include <ctime>
@@ -20,6 +21,7 @@ using kvtest::ReadFileBytes;
 
 constexpr int64_t B = AUFTRAGDBA_BLOCK;
 constexpr int64_t B550 = AUFTRAGDBA_BLOCK550;
+constexpr int32_t kHeader = INT32_MIN;
 
 // A block whose bytes are all `seed`, so every block of a file is told apart.
 std::vector<uint8_t> Block(uint8_t seed, int64_t size = B) {
@@ -60,13 +62,15 @@ class Orders : public kvtest::DataDirTest {
       ASSERT_EQ(AUFTRAGDBA_NeuePOSITION(n, pos.data()), p);
     }
   }
-  // Byte 100 of position p (or its reference copy) of order n; -1 when it
-  // cannot be read, after checking the buffer came back cleared.
-  int PosByte(int32_t n, int32_t p, bool reference = false) {
+  // Byte `at` of position p (or its reference copy; p = kHeader: the header) of
+  // order n; -1 when it cannot be read, after checking the buffer came back
+  // cleared.
+  int PosByte(int32_t n, int32_t p, bool reference = false, size_t at = 100) {
     std::vector<uint8_t> buf = Block(0xEE);
-    const int32_t ok = reference ? AUFTRAGDBA_LeseReferenzPOSITION(n, p, buf.data())
-                                 : AUFTRAGDBA_LesePOSITION(n, p, buf.data());
-    if (ok == 1) return buf[100];
+    const int32_t ok = p == kHeader ? AUFTRAGDBA_LeseAuftragsKopf(n, buf.data())
+                       : reference  ? AUFTRAGDBA_LeseReferenzPOSITION(n, p, buf.data())
+                                    : AUFTRAGDBA_LesePOSITION(n, p, buf.data());
+    if (ok == 1) return buf[at];
     EXPECT_EQ(ok, 0);
     EXPECT_EQ(buf, Block(0)) << n << "/" << p;
     return -1;
@@ -122,11 +126,8 @@ TEST_F(Orders, HeaderPositionsAndReferenceCopiesLieAtTheirBlocks) {
   EXPECT_EQ(AUFTRAGDBA_NextFreePOSITION(7), 4);
   EXPECT_EQ(AUFTRAGDBA_NextFreePOSITION(8), 1);
 
-  std::vector<uint8_t> buf = Block(0xEE);
-  EXPECT_EQ(AUFTRAGDBA_LeseAuftragsKopf(7, buf.data()), 1);
-  EXPECT_EQ(buf[500], 0x11);
-  EXPECT_EQ(AUFTRAGDBA_LeseAuftragsKopf(8, buf.data()), 0);
-  EXPECT_EQ(buf, Block(0));
+  EXPECT_EQ(PosByte(7, kHeader, false, 500), 0x11);
+  EXPECT_EQ(PosByte(8, kHeader), -1);
   EXPECT_EQ(AUFTRAGDBA_SchreibeAuftragsKopf(8, nullptr), 0);
   EXPECT_FALSE(FileExists(OrderPath(8)));
 
@@ -140,6 +141,7 @@ TEST_F(Orders, HeaderPositionsAndReferenceCopiesLieAtTheirBlocks) {
   EXPECT_EQ(AUFTRAGDBA_NextFreePOSITION(9), 3);
   cut.resize(100);
   kvtest::WriteFileBytes(OrderPath(9), cut);
+  std::vector<uint8_t> buf = Block(0);
   EXPECT_EQ(AUFTRAGDBA_LeseAuftragsKopf(9, buf.data()), 0);
   EXPECT_EQ(AUFTRAGDBA_AuftragIstNochLeer(9), 1);
 }
@@ -296,11 +298,8 @@ TEST_F(Orders, WalksVisitEveryOrderFileOfTheDirectory) {
   EXPECT_EQ(AUFTRAGDBA_MitAllenAuftraegen(nullptr, nullptr), 0);
 
   EXPECT_EQ(AUFTRAGDBA_AendernMitAllenAuftraegen(MarkEven, nullptr), 2);
-  std::vector<uint8_t> header = Block(0);
-  ASSERT_EQ(AUFTRAGDBA_LeseAuftragsKopf(6, header.data()), 1);
-  EXPECT_EQ(header[21], 0xAB);
-  ASSERT_EQ(AUFTRAGDBA_LeseAuftragsKopf(7, header.data()), 1);
-  EXPECT_EQ(header[21], 7);
+  EXPECT_EQ(PosByte(6, kHeader, false, 21), 0xAB);
+  EXPECT_EQ(PosByte(7, kHeader, false, 21), 7);
 
   int32_t count = -1;
   char path[260];
@@ -365,7 +364,7 @@ TEST_F(Orders, UpgradeCarries550BlocksInto560Blocks) {
   kvtest::WriteFileBytes(OrderPath(23) + "XX", finished);
 
   // The 550 functions read it as it is.
-  std::vector<uint8_t> small(static_cast<size_t>(B550));
+  std::vector<uint8_t> small = Block(0, B550);
   ASSERT_EQ(AUFTRAGDBA_LeseAuftragsKopf550(21, small.data()), 1);
   EXPECT_EQ(AUFTRAGDBA_NextFreePOSITION550(21), 3);
 
