@@ -1,5 +1,6 @@
 // Order files: names, the block layout on disk, positions, numbers, walks,
 // archive and the upgrade from 3980-byte blocks.
+#include <climits>
 #include <cstring>
 #include <filesystem>
 #include <ctime>
@@ -20,10 +21,18 @@ using kvtest::ReadFileBytes;
 
 constexpr int64_t B = AUFTRAGDBA_BLOCK;
 constexpr int64_t B550 = AUFTRAGDBA_BLOCK550;
+constexpr int32_t kHeader = INT32_MIN;
 
 // A block whose bytes are all `seed`, so every block of a file is told apart.
 std::vector<uint8_t> Block(uint8_t seed, int64_t size = B) {
   return std::vector<uint8_t>(static_cast<size_t>(size), seed);
+}
+
+// The bytes at the given offsets, to compare several layout facts at once.
+std::vector<int> At(const std::vector<uint8_t>& bytes, std::initializer_list<int64_t> offsets) {
+  std::vector<int> out;
+  for (int64_t at : offsets) out.push_back(bytes.at(static_cast<size_t>(at)));
+  return out;
 }
 
 bool Recent(uint32_t stamp) {
@@ -52,6 +61,19 @@ class Orders : public kvtest::DataDirTest {
       auto pos = Block(static_cast<uint8_t>(seed + p));
       ASSERT_EQ(AUFTRAGDBA_NeuePOSITION(n, pos.data()), p);
     }
+  }
+  // Byte `at` of position p (or its reference copy; p = kHeader: the header) of
+  // order n; -1 when it cannot be read, after checking the buffer came back
+  // cleared.
+  int PosByte(int32_t n, int32_t p, bool reference = false, size_t at = 100) {
+    std::vector<uint8_t> buf = Block(0xEE);
+    const int32_t ok = p == kHeader ? AUFTRAGDBA_LeseAuftragsKopf(n, buf.data())
+                       : reference  ? AUFTRAGDBA_LeseReferenzPOSITION(n, p, buf.data())
+                                    : AUFTRAGDBA_LesePOSITION(n, p, buf.data());
+    if (ok == 1) return buf[at];
+    EXPECT_EQ(ok, 0);
+    EXPECT_EQ(buf, Block(0)) << n << "/" << p;
+    return -1;
   }
   std::string orderDir;
 };
@@ -90,38 +112,22 @@ TEST_F(Orders, HeaderPositionsAndReferenceCopiesLieAtTheirBlocks) {
   ASSERT_EQ(static_cast<int64_t>(bytes.size()), 7 * B);
   EXPECT_TRUE(Recent(static_cast<uint32_t>(I32At(bytes, 2))));
   EXPECT_EQ(I32At(bytes, 994), 560);
-  EXPECT_EQ(bytes[1], 0x11);
-  EXPECT_EQ(bytes[6], 0x11);
-  EXPECT_EQ(bytes[1046], 0x11);
-  // Position 3 at 5 * B = 1035540, its reference copy at 6 * B = 1242648.
-  EXPECT_EQ(bytes[1035540], 0x23);
-  EXPECT_EQ(bytes[1035539], 0x32);  // last byte of reference copy 2
+  // Header; the last byte of reference copy 2; position 3 at 5 * B = 1035540,
+  // its reference copy at 6 * B = 1242648 up to the end of the file.
+  EXPECT_EQ(At(bytes, {1, 6, 1046, 1035539, 1035540, 1242648, 7 * B - 1}),
+            (std::vector<int>{0x11, 0x11, 0x11, 0x32, 0x23, 0x33, 0x33}));
   EXPECT_TRUE(Recent(static_cast<uint32_t>(I32At(bytes, 1035540 + 206912))));
-  EXPECT_EQ(bytes[1242648], 0x33);
   EXPECT_EQ(I32At(bytes, 1242648 + 206912), 0x33333333);  // written without stamp
-  EXPECT_EQ(bytes.back(), 0x33);
 
-  std::vector<uint8_t> buf = Block(0xEE);
-  EXPECT_EQ(AUFTRAGDBA_LesePOSITION(7, 3, buf.data()), 1);
-  EXPECT_EQ(buf[100], 0x23);
-  EXPECT_EQ(AUFTRAGDBA_LeseReferenzPOSITION(7, 2, buf.data()), 1);
-  EXPECT_EQ(buf[100], 0x32);
-  for (int32_t missing : {0, -1, 4}) {
-    buf = Block(0xEE);
-    EXPECT_EQ(AUFTRAGDBA_LesePOSITION(7, missing, buf.data()), 0);
-    EXPECT_EQ(buf, Block(0));
-  }
-  buf = Block(0xEE);
-  EXPECT_EQ(AUFTRAGDBA_LesePOSITION(8, 1, buf.data()), 0);  // no such order
-  EXPECT_EQ(buf, Block(0));
+  EXPECT_EQ(PosByte(7, 3), 0x23);
+  EXPECT_EQ(PosByte(7, 2, true), 0x32);
+  for (int32_t missing : {0, -1, 4}) EXPECT_EQ(PosByte(7, missing), -1);
+  EXPECT_EQ(PosByte(8, 1), -1);  // no such order
   EXPECT_EQ(AUFTRAGDBA_NextFreePOSITION(7), 4);
   EXPECT_EQ(AUFTRAGDBA_NextFreePOSITION(8), 1);
 
-  buf = Block(0xEE);
-  EXPECT_EQ(AUFTRAGDBA_LeseAuftragsKopf(7, buf.data()), 1);
-  EXPECT_EQ(buf[500], 0x11);
-  EXPECT_EQ(AUFTRAGDBA_LeseAuftragsKopf(8, buf.data()), 0);
-  EXPECT_EQ(buf, Block(0));
+  EXPECT_EQ(PosByte(7, kHeader, false, 500), 0x11);
+  EXPECT_EQ(PosByte(8, kHeader), -1);
   EXPECT_EQ(AUFTRAGDBA_SchreibeAuftragsKopf(8, nullptr), 0);
   EXPECT_FALSE(FileExists(OrderPath(8)));
 
@@ -130,44 +136,73 @@ TEST_F(Orders, HeaderPositionsAndReferenceCopiesLieAtTheirBlocks) {
   auto cut = ReadFileBytes(OrderPath(7));
   cut.resize(static_cast<size_t>(5 * B + 10));
   kvtest::WriteFileBytes(OrderPath(9), cut);
-  EXPECT_EQ(AUFTRAGDBA_LesePOSITION(9, 2, buf.data()), 1);
-  EXPECT_EQ(AUFTRAGDBA_LesePOSITION(9, 3, buf.data()), 0);
+  EXPECT_EQ(PosByte(9, 2), 0x22);
+  EXPECT_EQ(PosByte(9, 3), -1);
   EXPECT_EQ(AUFTRAGDBA_NextFreePOSITION(9), 3);
   cut.resize(100);
   kvtest::WriteFileBytes(OrderPath(9), cut);
+  std::vector<uint8_t> buf = Block(0);
   EXPECT_EQ(AUFTRAGDBA_LeseAuftragsKopf(9, buf.data()), 0);
   EXPECT_EQ(AUFTRAGDBA_AuftragIstNochLeer(9), 1);
 }
 
-TEST_F(Orders, DeletedPositionsAreSkippedAndKeepTheOthersNumbered) {
+TEST_F(Orders, DeletedPositionsAreSkippedOnDiskAndInMemory) {
   MakeOrder(3, 0x40, 4);
   EXPECT_EQ(AUFTRAGDBA_LoeschePOSITION(3, 2), 1);
   EXPECT_EQ(AUFTRAGDBA_LoeschePOSITION(3, 9), 0);
   EXPECT_EQ(FileSize(OrderPath(3)), 9 * B);
-  std::vector<uint8_t> buf = Block(0);
-  EXPECT_EQ(AUFTRAGDBA_LesePOSITION(3, 2, buf.data()), 0);
-  EXPECT_EQ(AUFTRAGDBA_LeseReferenzPOSITION(3, 2, buf.data()), 0);
+  EXPECT_EQ(PosByte(3, 2), -1);
+  EXPECT_EQ(PosByte(3, 2, true), -1);
   EXPECT_EQ(AUFTRAGDBA_NextFreePOSITION(3), 5);
-
+  std::vector<uint8_t> buf = Block(0);
   std::vector<int32_t> seen;
-  int32_t p = 0;
-  while (AUFTRAGDBA_NextPOSITION(3, &p, buf.data())) {
+  for (int32_t p = 0; AUFTRAGDBA_NextPOSITION(3, &p, buf.data());) {
     seen.push_back(p);
     EXPECT_EQ(buf[7], 0x40 + p);
   }
   EXPECT_EQ(seen, (std::vector<int32_t>{1, 3, 4}));
 
+  // The same positions read in one go and walked in memory, each followed
+  // by its reference copy.
+  const int32_t h = AUFTRAGDBA_Open(3);
+  ASSERT_NE(h, -1);
+  ASSERT_EQ(AUFTRAGDBA_ReadAuftragsKopf(h, buf.data()), 1);
+  std::vector<uint8_t> image(static_cast<size_t>(8 * B));
+  EXPECT_EQ(AUFTRAGDBA_LeseAuftragspositionenKomplettInSpeicher(h, 4, image.data()), 8 * B);
+  EXPECT_EQ(AUFTRAGDBA_LeseAuftragspositionenKomplettInSpeicher(-1, 4, image.data()), 0);
+  EXPECT_EQ(AUFTRAGDBA_LeseAuftragspositionenKomplettInSpeicher(h, 20000, image.data()), 0);
+  seen.clear();
+  int32_t p = 0;
+  while (uint8_t* pos = static_cast<uint8_t*>(AUFTRAGDBA_NextPOSITIONSADR_VomSpeicher(image.data(), 4, &p))) {
+    seen.push_back(p);
+    EXPECT_EQ(pos[9], 0x40 + p);
+    EXPECT_EQ(pos[B + 9], 0x40 + p);
+  }
+  EXPECT_EQ(seen, (std::vector<int32_t>{1, 3, 4}));
+  auto fresh = Block(0x66);
+  EXPECT_EQ(AUFTRAGDBA_SetPOSDATA(image.data(), 4, 2, 0, fresh.data()), 1);
+  EXPECT_EQ(AUFTRAGDBA_SetPOSDATA(image.data(), 4, 5, 0, fresh.data()), 0);
+  p = 1;
+  EXPECT_EQ(AUFTRAGDBA_NextPOSITION_VomSpeicher(image.data(), 4, &p, buf.data()), 1);
+  EXPECT_EQ(p, 2);
+  EXPECT_EQ(buf, fresh);
+  p = 4;
+  EXPECT_EQ(AUFTRAGDBA_NextPOSITION_VomSpeicher(image.data(), 4, &p, buf.data()), 0);
+  EXPECT_EQ(p, 4);
+  p = 1;
+  EXPECT_EQ(AUFTRAGDBA_NextPOSITIONWithOpenFile(h, &p, buf.data()), 1);
+  EXPECT_EQ(AUFTRAGDBA_NextPOSITIONWithOpenFile(h, &p, buf.data()), 1);
+  EXPECT_EQ(p, 4);
+  AUFTRAGDBA_FileClose(h);
+
   // Rewriting the position and its reference in one go makes them equal.
   auto changed = Block(0x77);
   EXPECT_EQ(AUFTRAGDBA_SchreibePOSITIONPlusReferenzabgleich(3, 2, changed.data()), 1);
-  std::vector<uint8_t> pos = Block(0), ref = Block(0);
-  EXPECT_EQ(AUFTRAGDBA_LesePOSITION(3, 2, pos.data()), 1);
-  EXPECT_EQ(AUFTRAGDBA_LeseReferenzPOSITION(3, 2, ref.data()), 1);
-  EXPECT_EQ(pos, ref);
+  EXPECT_EQ(PosByte(3, 2), 0x77);
+  EXPECT_EQ(PosByte(3, 2, true), 0x77);
   auto refOnly = Block(0x78);
   EXPECT_EQ(AUFTRAGDBA_SchreibeReferenzPOSITION(3, 2, refOnly.data()), 1);
-  EXPECT_EQ(AUFTRAGDBA_LeseReferenzPOSITION(3, 2, ref.data()), 1);
-  EXPECT_EQ(ref[0], 0x78);
+  EXPECT_EQ(PosByte(3, 2, true), 0x78);
   EXPECT_EQ(AUFTRAGDBA_SchreibePOSITION(99, 1, refOnly.data()), 0);  // no order file
   EXPECT_FALSE(FileExists(OrderPath(99)));
 
@@ -180,46 +215,6 @@ TEST_F(Orders, DeletedPositionsAreSkippedAndKeepTheOthersNumbered) {
   EXPECT_EQ(AUFTRAGDBA_NextFreePOSITION(3), 1);
   EXPECT_FALSE(FileExists(OrderPath(3) + "XX"));
   EXPECT_EQ(AUFTRAGDBA_PositionenLoeschen(4), 0);
-}
-
-TEST_F(Orders, AllPositionsInOneReadAndWalkedInMemory) {
-  MakeOrder(12, 0x50, 3);
-  EXPECT_EQ(AUFTRAGDBA_LoeschePOSITION(12, 2), 1);
-  const int32_t h = AUFTRAGDBA_Open(12);
-  ASSERT_NE(h, -1);
-  std::vector<uint8_t> header = Block(0);
-  ASSERT_EQ(AUFTRAGDBA_ReadAuftragsKopf(h, header.data()), 1);
-  std::vector<uint8_t> image(static_cast<size_t>(6 * B));
-  EXPECT_EQ(AUFTRAGDBA_LeseAuftragspositionenKomplettInSpeicher(h, 3, image.data()), 6 * B);
-  EXPECT_EQ(AUFTRAGDBA_LeseAuftragspositionenKomplettInSpeicher(-1, 3, image.data()), 0);
-  EXPECT_EQ(AUFTRAGDBA_LeseAuftragspositionenKomplettInSpeicher(h, 20000, image.data()), 0);
-
-  std::vector<int32_t> seen;
-  int32_t p = 0;
-  while (uint8_t* pos = static_cast<uint8_t*>(AUFTRAGDBA_NextPOSITIONSADR_VomSpeicher(image.data(), 3, &p))) {
-    seen.push_back(p);
-    EXPECT_EQ(pos[9], 0x50 + p);
-    EXPECT_EQ(pos[B + 9], 0x50 + p);  // its reference copy follows
-  }
-  EXPECT_EQ(seen, (std::vector<int32_t>{1, 3}));
-
-  auto fresh = Block(0x66);
-  EXPECT_EQ(AUFTRAGDBA_SetPOSDATA(image.data(), 3, 2, 0, fresh.data()), 1);
-  EXPECT_EQ(AUFTRAGDBA_SetPOSDATA(image.data(), 3, 4, 0, fresh.data()), 0);
-  std::vector<uint8_t> out = Block(0);
-  p = 1;
-  EXPECT_EQ(AUFTRAGDBA_NextPOSITION_VomSpeicher(image.data(), 3, &p, out.data()), 1);
-  EXPECT_EQ(p, 2);
-  EXPECT_EQ(out, fresh);
-  p = 3;
-  EXPECT_EQ(AUFTRAGDBA_NextPOSITION_VomSpeicher(image.data(), 3, &p, out.data()), 0);
-  EXPECT_EQ(p, 3);
-
-  p = 0;
-  EXPECT_EQ(AUFTRAGDBA_NextPOSITIONWithOpenFile(h, &p, out.data()), 1);
-  EXPECT_EQ(AUFTRAGDBA_NextPOSITIONWithOpenFile(h, &p, out.data()), 1);
-  EXPECT_EQ(p, 3);
-  AUFTRAGDBA_FileClose(h);
 }
 
 TEST_F(Orders, NextFreeNumberProbesExistingFilesAndWrapsTo1000) {
@@ -248,23 +243,16 @@ TEST_F(Orders, NextFreeNumberProbesExistingFilesAndWrapsTo1000) {
 }
 
 TEST_F(Orders, EmptinessFollowsTheOrderKind) {
-  auto header = Block(0);
-  std::memcpy(header.data() + 8, "SLR", 3);
-  header[1046] = 1;  // ignored for SLR orders
-  ASSERT_EQ(AUFTRAGDBA_SchreibeAuftragsKopf(1, header.data()), 1);
-  EXPECT_EQ(AUFTRAGDBA_AuftragIstNochLeer(1), 1);
-  header[226] = 'x';
-  ASSERT_EQ(AUFTRAGDBA_SchreibeAuftragsKopf(1, header.data()), 1);
-  EXPECT_EQ(AUFTRAGDBA_AuftragIstNochLeer(1), 0);
-
-  header = Block(0);
-  std::memcpy(header.data() + 8, "BST", 3);
-  header[226] = 'x';
-  ASSERT_EQ(AUFTRAGDBA_SchreibeAuftragsKopf(2, header.data()), 1);
-  EXPECT_EQ(AUFTRAGDBA_AuftragIstNochLeer(2), 1);
-  header[1049] = 1;
-  ASSERT_EQ(AUFTRAGDBA_SchreibeAuftragsKopf(2, header.data()), 1);
-  EXPECT_EQ(AUFTRAGDBA_AuftragIstNochLeer(2), 0);
+  // SLR orders count a text at 226, ignore 1046; others the flag at 1049.
+  const struct { const char* kind; size_t set; int32_t empty; } cases[] = {
+      {"SLR", 1046, 1}, {"SLR", 226, 0}, {"BST", 226, 1}, {"BST", 1049, 0}};
+  for (const auto& c : cases) {
+    auto header = Block(0);
+    std::memcpy(header.data() + 8, c.kind, 3);
+    header[c.set] = 'x';
+    ASSERT_EQ(AUFTRAGDBA_SchreibeAuftragsKopf(1, header.data()), 1);
+    EXPECT_EQ(AUFTRAGDBA_AuftragIstNochLeer(1), c.empty) << c.kind << " " << c.set;
+  }
   EXPECT_EQ(AUFTRAGDBA_AuftragIstNochLeer(3), 1);
 }
 
@@ -300,25 +288,18 @@ TEST_F(Orders, WalksVisitEveryOrderFileOfTheDirectory) {
   kvtest::WriteFileBytes(orderDir + "AFT00009.DATXX", Block(1, 10));  // not an order file
   kvtest::WriteFileBytes(orderDir + "OTHER.DAT", Block(1, 10));
 
-  Collected all;
+  Collected all, stopped{{}, 6}, odd, numbers;
   EXPECT_EQ(AUFTRAGDBA_MitAllenAuftraegen(CollectHeader, &all), 4);
   EXPECT_EQ(all.numbers, (std::vector<int32_t>{5, 6, 7, 100000}));  // name order
-  Collected stopped;
-  stopped.stopAt = 6;
   EXPECT_EQ(AUFTRAGDBA_MitAllenAuftraegenProzentAnzeige(CollectHeader, &stopped), 2);
-  Collected odd;
   EXPECT_EQ(AUFTRAGDBA_MitAllenAuftraegenVonLieferant(CollectHeader, &odd, OddSupplier, 1), 2);
   EXPECT_EQ(odd.numbers, (std::vector<int32_t>{5, 7}));
-  Collected numbers;
   EXPECT_EQ(AUFTRAGDBA_MitAllenAuftragsnummern(CollectNumber, &numbers), 4);
   EXPECT_EQ(AUFTRAGDBA_MitAllenAuftraegen(nullptr, nullptr), 0);
 
   EXPECT_EQ(AUFTRAGDBA_AendernMitAllenAuftraegen(MarkEven, nullptr), 2);
-  std::vector<uint8_t> header = Block(0);
-  ASSERT_EQ(AUFTRAGDBA_LeseAuftragsKopf(6, header.data()), 1);
-  EXPECT_EQ(header[21], 0xAB);
-  ASSERT_EQ(AUFTRAGDBA_LeseAuftragsKopf(7, header.data()), 1);
-  EXPECT_EQ(header[21], 7);
+  EXPECT_EQ(PosByte(6, kHeader, false, 21), 0xAB);
+  EXPECT_EQ(PosByte(7, kHeader, false, 21), 7);
 
   int32_t count = -1;
   char path[260];
@@ -368,10 +349,8 @@ TEST_F(Orders, ArchiveMirrorsTheOrderDirectoryAndSwitchesBack) {
 std::vector<uint8_t> Order550(int32_t positions) {
   std::vector<uint8_t> bytes = Block(0xA0, B550);
   for (int32_t p = 1; p <= positions; ++p) {
-    const auto pos = Block(static_cast<uint8_t>(0xA0 + p), B550);
-    const auto ref = Block(static_cast<uint8_t>(0xB0 + p), B550);
-    bytes.insert(bytes.end(), pos.begin(), pos.end());
-    bytes.insert(bytes.end(), ref.begin(), ref.end());
+    bytes.insert(bytes.end(), B550, static_cast<uint8_t>(0xA0 + p));
+    bytes.insert(bytes.end(), B550, static_cast<uint8_t>(0xB0 + p));
   }
   return bytes;
 }
@@ -385,7 +364,7 @@ TEST_F(Orders, UpgradeCarries550BlocksInto560Blocks) {
   kvtest::WriteFileBytes(OrderPath(23) + "XX", finished);
 
   // The 550 functions read it as it is.
-  std::vector<uint8_t> small(static_cast<size_t>(B550));
+  std::vector<uint8_t> small = Block(0, B550);
   ASSERT_EQ(AUFTRAGDBA_LeseAuftragsKopf550(21, small.data()), 1);
   EXPECT_EQ(AUFTRAGDBA_NextFreePOSITION550(21), 3);
 
@@ -394,20 +373,15 @@ TEST_F(Orders, UpgradeCarries550BlocksInto560Blocks) {
   ASSERT_EQ(static_cast<int64_t>(bytes.size()), 5 * B);
   for (int64_t b = 0; b < 5; ++b) {
     const uint8_t seed = b == 0 ? 0xA0 : static_cast<uint8_t>((b % 2 ? 0xA0 : 0xB0) + (b + 1) / 2);
-    const size_t at = static_cast<size_t>(b * B);
-    EXPECT_EQ(bytes[at + 100], seed) << b;
-    EXPECT_EQ(bytes[at + B550 - 1], seed) << b;
-    EXPECT_EQ(bytes[at + B550], 0) << b;  // zero padding
-    EXPECT_EQ(bytes[at + B - 1], 0) << b;
+    // The old block, then zero padding up to the new size.
+    EXPECT_EQ(At(bytes, {b * B + 100, b * B + B550 - 1, b * B + B550, b * B + B - 1}),
+              (std::vector<int>{seed, seed, 0, 0})) << b;
   }
   EXPECT_EQ(I32At(bytes, 994), 560);
   EXPECT_TRUE(Recent(static_cast<uint32_t>(I32At(bytes, 2))));
   EXPECT_TRUE(Recent(static_cast<uint32_t>(I32At(bytes, static_cast<size_t>(B) + 206912))));
-  std::vector<uint8_t> pos = Block(0);
-  EXPECT_EQ(AUFTRAGDBA_LesePOSITION(21, 2, pos.data()), 1);
-  EXPECT_EQ(pos[0], 0xA2);
-  EXPECT_EQ(AUFTRAGDBA_LeseReferenzPOSITION(21, 2, pos.data()), 1);
-  EXPECT_EQ(pos[0], 0xB2);
+  EXPECT_EQ(PosByte(21, 2), 0xA2);
+  EXPECT_EQ(PosByte(21, 2, true), 0xB2);
   EXPECT_EQ(FileSize(OrderPath(22)), B);
   EXPECT_EQ(ReadFileBytes(OrderPath(23)), finished);
   EXPECT_FALSE(FileExists(OrderPath(21) + "XX"));
@@ -444,8 +418,7 @@ TEST_F(Orders, OlderThan550IsFirstRewrittenIn550Blocks) {
   auto bytes = ReadFileBytes(OrderPath(31));
   ASSERT_EQ(static_cast<int64_t>(bytes.size()), 4 * B550);
   EXPECT_EQ(I32At(bytes, 994), 550);
-  EXPECT_EQ(bytes[static_cast<size_t>(B550)], 0xC1);
-  EXPECT_EQ(bytes[static_cast<size_t>(3 * B550)], 0xC2);
+  EXPECT_EQ(At(bytes, {B550, 3 * B550}), (std::vector<int>{0xC1, 0xC2}));
   // Pretend an old stamp, then run both steps.
   kvtest::PutI32(bytes, 994, 540);
   kvtest::WriteFileBytes(OrderPath(31), bytes);

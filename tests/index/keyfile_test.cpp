@@ -1,12 +1,15 @@
 // Key files on disk: the byte image of a new file, the free chain as it is
 // created, cut and rebuilt, keys that differ only in late or high bytes,
-// reorganisation, the walk, slot locks and bad input.
+// reorganisation, the walk, slot locks, bad input, the ID mapping files, the
+// check finding damage, and two processes adding keys to one file.
 #include <cstring>
 #include <string>
 #include <vector>
 
+#include "index/idmap.h"
 #include "index/keyfile.h"
 #include "index/keyfile_check.h"
+#include "kvdata/artlib.h"
 #include "kvdata/bbaumlib.h"
 #include "kvtest.h"
 #include "services/fileio.h"
@@ -25,15 +28,39 @@ BaumKey Key(const std::string& bytes, int32_t payload = 0) {
   return k;
 }
 
+constexpr int32_t kProcessSlots = 1000, kKeysPerWorker = 250;
+
+std::string WorkerKey(const std::string& prefix, int32_t i) { return prefix + "-" + std::to_string(i * 37 % 1000); }
+
+// args: key file, lock file, key prefix. Adds keys and writes their payloads,
+// holding a byte lock on a separate lock file around each.
+KVTEST_WORKER(add_keys) {
+  BaumKeyDatei* d = BBAUMLIB_Init(args.at(0).c_str(), 44, kProcessSlots);
+  kv::FileHandle lock = kv::FileIO_OpenRWS(args.at(1).c_str());
+  if (d == nullptr || lock == kv::kInvalidHandle) return 2;
+  int failures = 0;
+  for (int32_t i = 0; i < kKeysPerWorker; ++i) {
+    if (!kv::FileIO_Lock(lock, 0, 1)) return 3;
+    BaumKey k = Key(WorkerKey(args.at(2), i));
+    const int32_t slot = BBAUMLIB_BAUMKEYAnlegen(d, &k);
+    k.payload = i + 1;
+    if (slot <= 0 || BBAUMLIB_SchreibeBAUMKEY(d, slot, &k) != 1) ++failures;
+    kv::FileIO_Unlock(lock, 0, 1);
+  }
+  kv::FileIO_Close(lock);
+  BBAUMLIB_Exit(d);
+  return failures == 0 ? 0 : 1;
+}
+
 class KeyFileTest : public kvtest::DataDirTest {
  protected:
   void TearDown() override {
     BBAUMLIB_Exit(d_);
     kvtest::DataDirTest::TearDown();
   }
-  BaumKeyDatei* Make(int32_t slots, bool fullChain) {
+  BaumKeyDatei* Make(int32_t slots, bool fullChain, const char* name = "MAPTEST.DBA") {
     BBAUMLIB_Exit(d_);
-    path_ = file("MAPTEST.DBA");
+    path_ = file(name);
     d_ = BBAUMLIB_Init(path_.c_str(), 44, slots);
     if (d_ != nullptr && fullChain) {
       EXPECT_EQ(BBAUMLIB_ErzeugeFreelist(d_, nullptr), 1);
@@ -50,6 +77,12 @@ class KeyFileTest : public kvtest::DataDirTest {
     }
     return slot;
   }
+  // Adds the keys with payloads from `payload` on; their slots.
+  std::vector<int32_t> AddAll(std::initializer_list<const char*> keys, int32_t payload) {
+    std::vector<int32_t> slots;
+    for (const char* key : keys) slots.push_back(Add(key, payload++));
+    return slots;
+  }
   int32_t Find(const std::string& key) {
     BaumKey k = Key(key);
     return BBAUMLIB_BAUMKEYVorhanden(d_, &k);
@@ -63,6 +96,11 @@ class KeyFileTest : public kvtest::DataDirTest {
     kv::index::KeyFileCheck c;
     EXPECT_TRUE(kv::index::CheckKeyFile(d_, &c));
     return c;
+  }
+  BaumKeyDatei* OpenIdMap(const std::string& dataDir, const char* name) {
+    BBAUMLIB_Exit(d_);
+    path_ = file(name);
+    return d_ = kv::index::InitIdMapFile(dataDir.c_str(), name);
   }
   std::vector<int32_t> Chain() {
     std::vector<int32_t> chain;
@@ -97,13 +135,11 @@ TEST_F(KeyFileTest, NewFileImage) {
   EXPECT_EQ(image, expected);  // slot 5 ends its chain, every node cleared
 
   EXPECT_EQ(Chain(), (std::vector<int32_t>{1, 3, 5}));
-  EXPECT_EQ(BBAUMLIB_Version(d_), 600);
-  EXPECT_EQ(BBAUMLIB_GetLastWriteTime(d_), stamp);
-  EXPECT_EQ(BBAUMLIB_BenutzteBAUMKEYs(d_), 0);
   int32_t count = 0;
   char name[260];
   EXPECT_EQ(BBAUMLIB_GetSizeAndName(d_, &count, name), 1);
-  EXPECT_EQ(count, 5);
+  EXPECT_EQ((std::vector<int64_t>{BBAUMLIB_Version(d_), BBAUMLIB_GetLastWriteTime(d_), BBAUMLIB_BenutzteBAUMKEYs(d_), count}),
+            (std::vector<int64_t>{600, stamp, 0, 5}));
   EXPECT_EQ(path_, name);
 
   // A second descriptor on the existing file leaves it alone.
@@ -115,10 +151,9 @@ TEST_F(KeyFileTest, NewFileImage) {
 
 TEST_F(KeyFileTest, ChainAsCreatedRunsOutAndIsRebuilt) {
   ASSERT_NE(Make(6, false), nullptr);
-  EXPECT_EQ(Add("a", 10), 1);
-  EXPECT_EQ(Add("b", 11), 3);
-  EXPECT_EQ(Add("c", 12), 5);
-  EXPECT_EQ(Add("d", 13), 0);  // the chain now points past slot 6: full
+  // The chain of a new file skips every other slot and then points past
+  // slot 6: full after three keys.
+  EXPECT_EQ(AddAll({"a", "b", "c", "d"}, 10), (std::vector<int32_t>{1, 3, 5, 0}));
   EXPECT_EQ(BBAUMLIB_BenutzteBAUMKEYs(d_), 3);
 
   std::vector<int32_t> calls;
@@ -127,10 +162,7 @@ TEST_F(KeyFileTest, ChainAsCreatedRunsOutAndIsRebuilt) {
   EXPECT_EQ(BBAUMLIB_ErzeugeFreelist(d_, [](int32_t n) { sink->push_back(n); }), 1);
   EXPECT_EQ(calls, (std::vector<int32_t>{6, 5, 4, 3, 2, 1, 0}));
   EXPECT_EQ(Chain(), (std::vector<int32_t>{2, 4, 6}));
-  EXPECT_EQ(Add("d", 13), 2);
-  EXPECT_EQ(Add("e", 14), 4);
-  EXPECT_EQ(Add("f", 15), 6);
-  EXPECT_EQ(Add("g", 16), 0);
+  EXPECT_EQ(AddAll({"d", "e", "f", "g"}, 13), (std::vector<int32_t>{2, 4, 6, 0}));
   EXPECT_EQ(Find("c"), 5);
   EXPECT_EQ(int32_t{Slot(5).payload}, 12);
   const auto c = Check();
@@ -259,8 +291,7 @@ TEST_F(KeyFileTest, NestedOpenExtensionAndSlotLocks) {
   ASSERT_EQ(BBAUMLIB_ErweitereDatenbank(d_, nullptr, 8), 1);
   EXPECT_EQ(d_->slotCount, 8);
   EXPECT_EQ(kvtest::FileSize(path_), 40 + 8 * kStride + 44);
-  EXPECT_EQ(int32_t{Slot(6).nextFree}, 7);
-  EXPECT_EQ(int32_t{Slot(8).nextFree}, 0);
+  EXPECT_EQ((std::vector<int32_t>{Slot(6).nextFree, Slot(8).nextFree}), (std::vector<int32_t>{7, 0}));
   EXPECT_EQ(BBAUMLIB_ErweitereDatenbank(d_, nullptr, 8), 0);
   EXPECT_EQ(BBAUMLIB_ErzeugeFreelist(d_, nullptr), 1);
   for (int i = 2; i <= 8; ++i) EXPECT_EQ(Add("key" + std::to_string(i), i), i);
@@ -273,11 +304,12 @@ TEST_F(KeyFileTest, NestedOpenExtensionAndSlotLocks) {
   ASSERT_EQ(BBAUMLIB_OeffneDatenbank(other), 1);
   const int32_t timeout = kv::FileIO_GetLockTimeout();
   kv::FileIO_SetLockTimeout(0);
-  EXPECT_EQ(BBAUMLIB_LockBAUMKEY(d_, 3), 1);
-  EXPECT_EQ(BBAUMLIB_LockBAUMKEY(other, 3), 0);
-  EXPECT_EQ(BBAUMLIB_LockBAUMKEY(other, 4), 1);
-  EXPECT_EQ(BBAUMLIB_UnlockBAUMKEY(d_, 3), 1);
-  EXPECT_EQ(BBAUMLIB_LockBAUMKEY(other, 3), 1);
+  // Evaluated left to right: lock 3, 3 from the other, 4 from the other,
+  // unlock 3, 3 from the other.
+  EXPECT_EQ((std::vector<int32_t>{BBAUMLIB_LockBAUMKEY(d_, 3), BBAUMLIB_LockBAUMKEY(other, 3),
+                                  BBAUMLIB_LockBAUMKEY(other, 4), BBAUMLIB_UnlockBAUMKEY(d_, 3),
+                                  BBAUMLIB_LockBAUMKEY(other, 3)}),
+            (std::vector<int32_t>{1, 0, 1, 1, 1}));
   kv::FileIO_SetLockTimeout(timeout);
   BBAUMLIB_SchliesseDatenbank(other);
   BBAUMLIB_SchliesseDatenbank(d_);
@@ -286,44 +318,37 @@ TEST_F(KeyFileTest, NestedOpenExtensionAndSlotLocks) {
 
 TEST_F(KeyFileTest, BadInputFailsAndChangesNothing) {
   const std::string p = file("X.DBA");
-  EXPECT_EQ(BBAUMLIB_Init(nullptr, 44, 10), nullptr);
-  EXPECT_EQ(BBAUMLIB_Init(p.c_str(), 43, 10), nullptr);
-  EXPECT_EQ(BBAUMLIB_Init(p.c_str(), 44, 0), nullptr);
+  for (auto* d : {BBAUMLIB_Init(nullptr, 44, 10), BBAUMLIB_Init(p.c_str(), 43, 10), BBAUMLIB_Init(p.c_str(), 44, 0)}) {
+    EXPECT_EQ(d, nullptr);
+  }
   EXPECT_FALSE(kvtest::FileExists(p));
-
   BaumKey k = Key("x");
-  EXPECT_EQ(BBAUMLIB_OeffneDatenbank(nullptr), 0);
-  EXPECT_EQ(BBAUMLIB_BAUMKEYAnlegen(nullptr, &k), 0);
-  EXPECT_EQ(BBAUMLIB_BAUMKEYVorhanden(nullptr, &k), 0);
-  EXPECT_EQ(BBAUMLIB_BenutzteBAUMKEYs(nullptr), -1);
-  EXPECT_EQ(BBAUMLIB_Version(nullptr), 0);
-  EXPECT_EQ(BBAUMLIB_MitAllenBAUMKEYs(nullptr, nullptr), 0);
-  EXPECT_EQ(BBAUMLIB_Reorganisieren(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr), 0);
+  EXPECT_EQ((std::vector<int32_t>{BBAUMLIB_OeffneDatenbank(nullptr), BBAUMLIB_BAUMKEYAnlegen(nullptr, &k),
+                                  BBAUMLIB_BAUMKEYVorhanden(nullptr, &k), BBAUMLIB_BenutzteBAUMKEYs(nullptr),
+                                  BBAUMLIB_Version(nullptr), BBAUMLIB_MitAllenBAUMKEYs(nullptr, nullptr),
+                                  BBAUMLIB_Reorganisieren(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr)}),
+            (std::vector<int32_t>{0, 0, 0, -1, 0, 0, 0}));
 
   ASSERT_NE(Make(4, true), nullptr);
   Add("x", 1);
   Find(std::string());  // the search scratch in slot 0 now holds a free slot's (empty) key
   const auto image = kvtest::ReadFileBytes(path_);
-  EXPECT_EQ(BBAUMLIB_LeseBAUMKEY(d_, -1, &k), 0);
-  EXPECT_EQ(BBAUMLIB_LeseBAUMKEY(d_, 5, &k), 0);
-  EXPECT_EQ(BBAUMLIB_SchreibeBAUMKEY(d_, 0, &k), 0);
-  EXPECT_EQ(BBAUMLIB_SchreibeBAUMKEY(d_, 5, &k), 0);
-  EXPECT_EQ(BBAUMLIB_SchreibeBAUMKEY(d_, 1, nullptr), 0);
-  EXPECT_EQ(BBAUMLIB_WriteBAUMKEY(d_, 1, &k), 0);  // not open
-  EXPECT_EQ(BBAUMLIB_ReadBAUMKEY(d_, 1, &k), 0);
-  EXPECT_EQ(BBAUMLIB_LockBAUMKEY(d_, 1), 0);
-  EXPECT_EQ(BBAUMLIB_BAUMKEYLoeschen(d_, 0), 0);
-  EXPECT_EQ(BBAUMLIB_BAUMKEYLoeschen(d_, 5), 0);
-  EXPECT_EQ(BBAUMLIB_BAUMKEYLoeschen(d_, 2), 0);  // a free slot
+  // Slots out of range, no record, the file not open (Write/Read/Lock),
+  // deleting slot 0, past the end and a free slot.
+  const std::vector<int32_t> results{
+      BBAUMLIB_LeseBAUMKEY(d_, -1, &k),    BBAUMLIB_LeseBAUMKEY(d_, 5, &k),   BBAUMLIB_SchreibeBAUMKEY(d_, 0, &k),
+      BBAUMLIB_SchreibeBAUMKEY(d_, 5, &k), BBAUMLIB_SchreibeBAUMKEY(d_, 1, nullptr),
+      BBAUMLIB_WriteBAUMKEY(d_, 1, &k),    BBAUMLIB_ReadBAUMKEY(d_, 1, &k),   BBAUMLIB_LockBAUMKEY(d_, 1),
+      BBAUMLIB_BAUMKEYLoeschen(d_, 0),     BBAUMLIB_BAUMKEYLoeschen(d_, 5),   BBAUMLIB_BAUMKEYLoeschen(d_, 2)};
+  EXPECT_EQ(results, std::vector<int32_t>(results.size(), 0));
   EXPECT_EQ(kvtest::ReadFileBytes(path_), image);
 
   // A descriptor whose file cannot exist.
   BaumKeyDatei* missing = BBAUMLIB_Init(file("no/such/dir/K.DBA").c_str(), 44, 4);
   ASSERT_NE(missing, nullptr);
-  EXPECT_EQ(BBAUMLIB_OeffneDatenbank(missing), 0);
-  EXPECT_EQ(BBAUMLIB_BAUMKEYAnlegen(missing, &k), 0);
-  EXPECT_EQ(BBAUMLIB_BenutzteBAUMKEYs(missing), -1);
-  EXPECT_EQ(BBAUMLIB_ErzeugeAVLBaum(missing, nullptr), 0);
+  EXPECT_EQ((std::vector<int32_t>{BBAUMLIB_OeffneDatenbank(missing), BBAUMLIB_BAUMKEYAnlegen(missing, &k),
+                                  BBAUMLIB_BenutzteBAUMKEYs(missing), BBAUMLIB_ErzeugeAVLBaum(missing, nullptr)}),
+            (std::vector<int32_t>{0, 0, -1, 0}));
   BBAUMLIB_Exit(missing);
 }
 
@@ -342,6 +367,66 @@ TEST_F(KeyFileTest, SixtyFourThousandSlotsFilledAndSearched) {
   EXPECT_EQ(check.keys.size(), static_cast<size_t>(kSlots));
   EXPECT_LE(check.height, 23);
   EXPECT_EQ(check.usedCount, kSlots);
+}
+
+// The map size follows the article family's maximum.
+TEST_F(KeyFileTest, IdMapFilesAreCreatedOrGrownWithEverySlotChained) {
+  ASSERT_EQ(ARTLIB_Init(100, dir().c_str()), 600);
+  ASSERT_NE(OpenIdMap(dir(), "MAPARTID.DBA"), nullptr);
+  EXPECT_EQ(d_->slotCount, 64000);
+  EXPECT_EQ(d_->recordSize, 44);
+  EXPECT_EQ(Check().chainLength, d_->slotCount);
+
+  // An older, smaller file keeps its keys and grows, here to a maximum
+  // number of articles above 64000.
+  ASSERT_EQ(ARTLIB_Init(64123, dir().c_str()), 600);
+  ASSERT_NE(Make(1000, true, "MAPEANID.DBA"), nullptr);
+  const int32_t slot = Add("4006381333931", 7);
+  ASSERT_NE(OpenIdMap(dir(), "MAPEANID.DBA"), nullptr);
+  EXPECT_EQ(d_->slotCount, 64123);
+  EXPECT_EQ(Find("4006381333931"), slot);
+  auto check = Check();
+  EXPECT_TRUE(check.defects.empty());
+  EXPECT_EQ(check.chainLength, d_->slotCount - 1);
+  // Opening again changes nothing.
+  const auto image = kvtest::ReadFileBytes(path_);
+  ASSERT_NE(OpenIdMap(dir() + "/", "MAPEANID.DBA"), nullptr);
+  EXPECT_EQ(kvtest::ReadFileBytes(path_), image);
+  EXPECT_EQ(kv::index::InitIdMapFile(nullptr, "MAPALTID.DBA"), nullptr);
+  EXPECT_EQ(kv::index::InitIdMapFile(file("missing/").c_str(), "MAPALTID.DBA"), nullptr);
+}
+
+TEST_F(KeyFileTest, CheckReportsDamagedBalanceOrderAndChain) {
+  ASSERT_NE(Make(10, true), nullptr);
+  for (const char* k : {"b", "a", "c"}) Add(k, 1);  // root b (slot 1)
+  ASSERT_TRUE(Check().defects.empty());
+  auto image = kvtest::ReadFileBytes(path_);
+  image[40 + 1 * kStride + 44 + 12] = 1;             // balance of the root
+  image[40 + 2 * kStride + 4] = 'z';                 // slot 2 ("a") now sorts last
+  kvtest::PutI32(image, 40 + 5 * kStride + 40, 4);   // free chain 4 -> 5 -> 4
+  kvtest::WriteFileBytes(path_, image);
+  EXPECT_EQ(Check().defects, (std::vector<std::string>{"slot 1 is out of order after slot 2",
+                                                       "slot 1 has balance 1, its subtrees differ by 0",
+                                                       "free chain runs into slot 4 again"}));
+}
+
+TEST_F(KeyFileTest, TwoWritersUnderTheCallersLockLeaveAValidTree) {
+  ASSERT_NE(Make(kProcessSlots, true, "MAPARTID.DBA"), nullptr);
+  const std::string lockPath = file("MAPARTID.LCK");
+  kvtest::WriteFileBytes(lockPath, {0});
+  EXPECT_EQ(kvtest::RunWorkers("add_keys", {{path_, lockPath, "north"}, {path_, lockPath, "south"}}),
+            (std::vector<int>{0, 0}));
+  for (const char* prefix : {"north", "south"}) {
+    for (int32_t i = 0; i < kKeysPerWorker; ++i) {
+      const int32_t slot = Find(WorkerKey(prefix, i));
+      ASSERT_GT(slot, 0) << prefix << i;
+      EXPECT_EQ(int32_t{Slot(slot).payload}, i + 1);
+    }
+  }
+  const auto check = Check();
+  EXPECT_TRUE(check.defects.empty()) << check.defects.front();
+  EXPECT_EQ(check.usedCount, 2 * kKeysPerWorker);
+  EXPECT_EQ(check.keys.size(), static_cast<size_t>(2 * kKeysPerWorker));
 }
 
 }  // namespace

@@ -1,5 +1,4 @@
 // Byte locks on MMLOCK.DBA and function lock files, between real processes.
-#include <set>
 #include <sstream>
 #include <string>
 
@@ -29,15 +28,13 @@ KVTEST_WORKER(hold_byte) {
 // and records each entry and exit in the shared journal.
 KVTEST_WORKER(compete_function) {
   lockstest::InitStation(args[0], "10.0.0.3", ("worker" + args[3]).c_str());
-  const std::string& journal = args[1];
-  int rounds = std::stoi(args[2]);
   auto record = [&](const char* what) {
     std::string line = std::string(what) + " " + args[3] + "\n";
-    kv::FileHandle h = kv::FileIO_OpenAppend(journal.c_str());
+    kv::FileHandle h = kv::FileIO_OpenAppend(args[1].c_str());
     kv::FileIO_Write(h, line.data(), static_cast<int32_t>(line.size()));
     kv::FileIO_Close(h);
   };
-  for (int i = 0; i < rounds; ++i) {
+  for (int i = 0; i < std::stoi(args[2]); ++i) {
     if (KVLOCKDB_Blocking_Start("DATABASE_EinzelteilVerkaufen", 30000) != 1) return 2;
     record("enter");
     kv::SleepMs(1);
@@ -59,19 +56,21 @@ KVTEST_WORKER(take_over_once) {
   return KVLOCKDB_Blocking_Start("BEZLIB_Reorg", 0);
 }
 
-class LockDbTest : public kvtest::DataDirTest {
+class LockDbTest : public lockstest::StationTest {
  protected:
   void SetUp() override { lockstest::InitStation(dir(), "10.0.0.1", "anna"); }
-  void TearDown() override {
-    KVLOCKDB_Exit();
-    kvtest::DataDirTest::TearDown();
-  }
   std::string FunctionLock(const char* name) { return file("func_locks/") + name + ".lok"; }
+  int64_t Age(const std::string& path) { return kv::FileIO_GetFileAge(path.c_str()); }
+  // Open count and whether the database handle is open.
+  void ExpectOpen(int32_t count) {
+    EXPECT_EQ(kv::lockdb::OpenCount(), count);
+    EXPECT_EQ(kv::lockdb::LockDbHandle() != kv::kInvalidHandle, count > 0);
+  }
 };
 
 TEST_F(LockDbTest, InitCreatesTheLockDatabaseOnceAndLeavesAnExistingOneAlone) {
-  const std::vector<uint8_t> image = {'0', '0', '0', '0', '0', '0', '0',
-                                      '0', '0', '0', '0', '0', '0', 0};
+  std::vector<uint8_t> image(14, '0');
+  image.back() = 0;
   EXPECT_EQ(kvtest::ReadFileBytes(file("MMLOCK.DBA")), image);
   kvtest::WriteFileBytes(file("MMLOCK.DBA"), {'x', 'y'});
   EXPECT_EQ(std::string(KVLOCKDB_Init(file("KUNDEN.DBA").c_str())), dir());
@@ -82,26 +81,20 @@ TEST_F(LockDbTest, InitCreatesTheLockDatabaseOnceAndLeavesAnExistingOneAlone) {
 }
 
 TEST_F(LockDbTest, ByteHeldByAnotherProcessIsRefusedAndTheNestingStaysBalanced) {
-  kvtest::Worker w = kvtest::SpawnWorker(
-      "hold_byte", {dir(), "12", file("ready"), file("release")});
+  kvtest::Worker w = kvtest::SpawnWorker("hold_byte", {dir(), "12", file("ready"), file("release")});
   ASSERT_TRUE(WaitForFile(file("ready")));
 
   ASSERT_EQ(KVLOCKDB_LockDB(5), 1);
-  EXPECT_EQ(kv::lockdb::OpenCount(), 1);
   EXPECT_EQ(KVLOCKDB_LockDB(12), 0);
-  EXPECT_EQ(kv::lockdb::OpenCount(), 1);
-  EXPECT_NE(kv::lockdb::LockDbHandle(), kv::kInvalidHandle);
-
+  ExpectOpen(1);
   // Two held bytes need two unlocks before the database closes.
   ASSERT_EQ(KVLOCKDB_LockDB(6), 1);
-  EXPECT_EQ(kv::lockdb::OpenCount(), 2);
   EXPECT_EQ(KVLOCKDB_LockDB(6), 0);  // already held through this very handle
-  EXPECT_EQ(kv::lockdb::OpenCount(), 2);
+  ExpectOpen(2);
   EXPECT_EQ(KVLOCKDB_UnlockDB(5), 1);
-  EXPECT_NE(kv::lockdb::LockDbHandle(), kv::kInvalidHandle);
+  ExpectOpen(1);
   EXPECT_EQ(KVLOCKDB_UnlockDB(6), 1);
-  EXPECT_EQ(kv::lockdb::LockDbHandle(), kv::kInvalidHandle);
-  EXPECT_EQ(kv::lockdb::OpenCount(), 0);
+  ExpectOpen(0);
 
   // The holder ends without unlocking; its byte is free afterwards.
   Touch(file("release"));
@@ -115,86 +108,80 @@ TEST_F(LockDbTest, FailedOpenRaisesTheCountThatOnlyAValidHandleLowers) {
   ASSERT_TRUE(kv::FileIO_DeleteFile(file("MMLOCK.DBA").c_str()));
   EXPECT_EQ(KVLOCKDB_OeffneLockDB(), -1);
   EXPECT_EQ(KVLOCKDB_LockDB(3), 0);
-  EXPECT_EQ(kv::lockdb::OpenCount(), 2);
   KVLOCKDB_SchliesseLockDB();
   EXPECT_EQ(kv::lockdb::OpenCount(), 2);
 
   ASSERT_EQ(KVLOCKDB_ErzeugeLockDB(), 1);
   ASSERT_EQ(KVLOCKDB_LockDB(3), 1);  // count 3: the failed opens still weigh
   EXPECT_EQ(KVLOCKDB_UnlockDB(3), 1);
-  EXPECT_EQ(kv::lockdb::OpenCount(), 2);
-  EXPECT_NE(kv::lockdb::LockDbHandle(), kv::kInvalidHandle);
+  ExpectOpen(2);
   KVLOCKDB_SchliesseLockDB();
   KVLOCKDB_SchliesseLockDB();
-  EXPECT_EQ(kv::lockdb::LockDbHandle(), kv::kInvalidHandle);
+  ExpectOpen(0);
 }
 
 TEST_F(LockDbTest, FunctionLockIsHeldByOneProcessAtATime) {
   const int kWorkers = 4, kRounds = 25;
   std::string journal = file("journal.txt");
   std::vector<std::vector<std::string>> args;
-  for (int i = 0; i < kWorkers; ++i) {
-    args.push_back({dir(), journal, std::to_string(kRounds), std::to_string(i)});
-  }
+  for (int i = 0; i < kWorkers; ++i) args.push_back({dir(), journal, std::to_string(kRounds), std::to_string(i)});
   for (int rc : kvtest::RunWorkers("compete_function", args)) EXPECT_EQ(rc, 0);
 
   std::vector<std::string> lines = lockstest::ReadLines(journal);
   ASSERT_EQ(lines.size(), static_cast<size_t>(2 * kWorkers * kRounds));
   for (size_t i = 0; i < lines.size(); i += 2) {
-    std::istringstream enter(lines[i]), leave(lines[i + 1]);
-    std::string e, l, who1, who2;
-    enter >> e >> who1;
-    leave >> l >> who2;
-    ASSERT_EQ(e, "enter") << "line " << i;
-    ASSERT_EQ(l, "leave") << "line " << i + 1;
-    ASSERT_EQ(who1, who2) << "two holders at line " << i;
+    std::string who = lines[i].substr(lines[i].find(' '));
+    ASSERT_EQ(lines[i], "enter" + who) << "line " << i;
+    ASSERT_EQ(lines[i + 1], "leave" + who) << "two holders at line " << i;
   }
   EXPECT_FALSE(FileExists(FunctionLock("DATABASE_EinzelteilVerkaufen")));
 }
 
-TEST_F(LockDbTest, AgedLockFileIsTakenOverAndAYoungOneWaitedOn) {
+TEST_F(LockDbTest, AgedLockFileIsTakenOverUnlessAnotherStationClearsOrphans) {
   std::string lok = FunctionLock("ARTLIB_Reorg");
   ASSERT_EQ(KVLOCKDB_Blocking_Start("ARTLIB_Reorg", 0), 1);
   ASSERT_TRUE(FileExists(lok));
   EXPECT_EQ(KVLOCKDB_Blocking_Start("ARTLIB_Reorg", 0), 0);  // even for its own process
 
-  kvtest::AgeFile(lok, 20);
-  EXPECT_EQ(KVLOCKDB_Blocking_Start("ARTLIB_Reorg", 300), 0);
-  EXPECT_GE(kv::FileIO_GetFileAge(lok.c_str()), 20);  // left as it was
-
-  kvtest::AgeFile(lok, 30);
+  // Up to 30 seconds old the lock is waited on and left as it was.
+  for (int age : {20, 30}) {
+    kvtest::AgeFile(lok, age);
+    EXPECT_EQ(KVLOCKDB_Blocking_Start("ARTLIB_Reorg", age == 20 ? 300 : 0), 0);
+    EXPECT_GE(Age(lok), age);
+  }
+  // Older, it is not taken while another station holds the orphan guard.
+  kvtest::AgeFile(lok, 60);
+  kv::FileHandle other = kv::FileIO_OpenRWS(file("MMLOCK.DBA").c_str());
+  ASSERT_EQ(kv::FileIO_TryLock(other, kv::lockdb::kOrphanGuardByte, 1), 1);
   EXPECT_EQ(KVLOCKDB_Blocking_Start("ARTLIB_Reorg", 0), 0);
-  EXPECT_GE(kv::FileIO_GetFileAge(lok.c_str()), 30);
-
+  EXPECT_GE(Age(lok), 60);
+  kv::FileIO_Close(other);
   kvtest::AgeFile(lok, 31);
   EXPECT_EQ(KVLOCKDB_Blocking_Start("ARTLIB_Reorg", 0), 1);
-  EXPECT_LT(kv::FileIO_GetFileAge(lok.c_str()), 5);  // a fresh lock of ours
+  EXPECT_LT(Age(lok), 5);  // a fresh lock of ours
 
   KVLOCKDB_Blocking_Stop("ARTLIB_Reorg");
   EXPECT_FALSE(FileExists(lok));
   EXPECT_EQ(KVLOCKDB_Blocking_Start("ARTLIB_Reorg", 0), 1);
   EXPECT_EQ(KVLOCKDB_Blocking_Start(nullptr, 0), 0);
   EXPECT_EQ(KVLOCKDB_Blocking_Start("", 0), 0);
-}
 
-TEST_F(LockDbTest, DisabledBlockingGrantsEverythingAndCreatesNothing) {
+  // Blocking switched off grants everything, creates no lock and logs nothing.
   KVLOCKDB_IPUSERInit("10.0.0.1", "anna", 0);
-  EXPECT_EQ(KVLOCKDB_Blocking_Start("ARTLIB_Reorg", 0), 1);
-  EXPECT_EQ(KVLOCKDB_Blocking_Start("ARTLIB_Reorg", 0), 1);
-  EXPECT_FALSE(kv::FileIO_PathExist(file("func_locks").c_str()));
+  EXPECT_EQ(KVLOCKDB_Blocking_Start("BEZLIB_Reorg", 0), 1);
+  EXPECT_EQ(KVLOCKDB_Blocking_Start("BEZLIB_Reorg", 0), 1);
+  EXPECT_FALSE(FileExists(FunctionLock("BEZLIB_Reorg")));
   KVLOCKDB_Log_Event("SAME IP", "SAME USER", "START ARTLIB_Reorg", 1, 2, 3);
   EXPECT_FALSE(FileExists(file("kvlogfile.txt")));
 }
 
 TEST_F(LockDbTest, OnlyOneOfSeveralProcessesTakesOverTheSameOrphan) {
-  const int kWorkers = 4;
   for (int round = 0; round < 5; ++round) {
-    std::string lok = FunctionLock("BEZLIB_Reorg");
     std::string go = file("go" + std::to_string(round));
     ASSERT_EQ(KVLOCKDB_Blocking_Start("BEZLIB_Reorg", 0), 1);
-    kvtest::AgeFile(lok, 45);
+    kvtest::AgeFile(FunctionLock("BEZLIB_Reorg"), 45);
     std::vector<kvtest::Worker> workers;
-    for (int i = 0; i < kWorkers; ++i) workers.push_back(kvtest::SpawnWorker("take_over_once", {dir(), go}));
+    for (int i = 0; i < 4; ++i) workers.push_back(kvtest::SpawnWorker("take_over_once", {dir(), go}));
     kv::SleepMs(100);  // let them all start and wait for the signal
     Touch(go);
     int winners = 0;
@@ -206,20 +193,6 @@ TEST_F(LockDbTest, OnlyOneOfSeveralProcessesTakesOverTheSameOrphan) {
     EXPECT_EQ(winners, 1) << "round " << round;
     KVLOCKDB_Blocking_Stop("BEZLIB_Reorg");
   }
-}
-
-TEST_F(LockDbTest, OrphanIsNotTakenOverWhileAnotherStationClearsOrphans) {
-  std::string lok = FunctionLock("KundenDBA_Reorg");
-  ASSERT_EQ(KVLOCKDB_Blocking_Start("KundenDBA_Reorg", 0), 1);
-  kvtest::AgeFile(lok, 60);
-  // Another station in the middle of deleting an orphan holds the guard.
-  kv::FileHandle other = kv::FileIO_OpenRWS(file("MMLOCK.DBA").c_str());
-  ASSERT_EQ(kv::FileIO_TryLock(other, kv::lockdb::kOrphanGuardByte, 1), 1);
-  EXPECT_EQ(KVLOCKDB_Blocking_Start("KundenDBA_Reorg", 0), 0);
-  EXPECT_GE(kv::FileIO_GetFileAge(lok.c_str()), 60);
-  kv::FileIO_Close(other);
-  EXPECT_EQ(KVLOCKDB_Blocking_Start("KundenDBA_Reorg", 0), 1);
-  EXPECT_LT(kv::FileIO_GetFileAge(lok.c_str()), 5);
 }
 
 }  // namespace

@@ -1,6 +1,5 @@
 // The number-range file: byte-exact counters, the missing-file question, the
 // fatal read error and the file that moves in from beside the library.
-#include <cstring>
 #include <functional>
 #include <string>
 #include <vector>
@@ -16,22 +15,19 @@ namespace {
 
 using kvtest::I32At;
 
-struct Question {
-  std::string caption, text;
-  uint32_t flags;
-};
-
 // Answers the number-range question from a script and records what was asked.
 struct ScriptedUser {
-  std::vector<int> answers;                       // KV_IDYES / KV_IDNO, in order
-  std::function<void(size_t)> beforeAnswer;        // runs before answer n
-  std::vector<Question> asked;
+  std::vector<int> answers;                 // KV_IDYES / KV_IDNO, in order
+  std::function<void()> beforeAnswer;       // runs before every answer
+  std::vector<std::string> asked;
 
   static int32_t Answer(const char* caption, const char* text, uint32_t flags, void* context) {
     auto* self = static_cast<ScriptedUser*>(context);
-    size_t n = self->asked.size();
-    self->asked.push_back({caption, text, flags});
-    if (self->beforeAnswer) self->beforeAnswer(n);
+    EXPECT_STREQ(caption, "KALVORA");
+    EXPECT_EQ(flags, static_cast<uint32_t>(KV_MB_YESNO | KV_MB_ICONQUESTION));
+    self->asked.push_back(text);
+    if (self->beforeAnswer) self->beforeAnswer();
+    size_t n = self->asked.size() - 1;
     return n < self->answers.size() && self->answers[n] == KV_IDYES ? 1 : 0;
   }
 };
@@ -67,68 +63,59 @@ TEST_F(NummernTest, WritingOneCounterLeavesTheOther199ByteForByte) {
   kvtest::PutI32(image, 8, 0x01020304);
   kvtest::PutI32(image, 796, -5);
   EXPECT_EQ(kvtest::ReadFileBytes(Numbers()), image);
-
-  int32_t value = 0;
-  ASSERT_EQ(Nummern_NummernLesen(&value, 2), 1);
-  EXPECT_EQ(value, 0x01020304);
-  ASSERT_EQ(Nummern_NummernLesen(&value, 199), 1);
-  EXPECT_EQ(value, -5);
-  ASSERT_EQ(Nummern_NummernLesen(&value, 7), 1);
-  EXPECT_EQ(value, I32At(image, 28));
+  for (int32_t counter : {2, 199, 7}) {
+    int32_t value = 0;
+    ASSERT_EQ(Nummern_NummernLesen(&value, counter), 1);
+    EXPECT_EQ(value, I32At(image, static_cast<size_t>(counter) * 4)) << counter;
+  }
   EXPECT_TRUE(user_.asked.empty());
-}
 
-TEST_F(NummernTest, ShortFileReadsAsZerosAndGrowsToItsFullSizeOnWrite) {
+  // A short file reads as zeros and grows to its full size on a write.
   std::vector<uint8_t> head = PatternImage(100);
   kvtest::WriteFileBytes(Numbers(), head);
   int32_t value = -1;
   ASSERT_EQ(Nummern_NummernLesen(&value, 30), 1);
   EXPECT_EQ(value, 0);
   ASSERT_EQ(Nummern_NummernSchreiben(77, 3), 1);
-  std::vector<uint8_t> expected(800, 0);
-  std::memcpy(expected.data(), head.data(), head.size());
-  kvtest::PutI32(expected, 12, 77);
-  EXPECT_EQ(kvtest::ReadFileBytes(Numbers()), expected);
+  head.resize(800, 0);
+  kvtest::PutI32(head, 12, 77);
+  EXPECT_EQ(kvtest::ReadFileBytes(Numbers()), head);
 }
 
-TEST_F(NummernTest, MissingFileAskedYesThenNoCreatesAFileWithOnlyThatCounter) {
-  user_.answers = {KV_IDYES, KV_IDNO};
-  ASSERT_EQ(Nummern_NummernSchreiben(4711, 5), 1);
-  ASSERT_EQ(user_.asked.size(), 2u);
-  for (const Question& q : user_.asked) {
-    EXPECT_EQ(q.caption, "KALVORA");
-    EXPECT_EQ(q.text,
-              "Die NummernDBA wurde nicht gefunden!\nDie NummernDBA neu anlegen? (L\xF6scht alle "
-              "bestehenden fortlaufenden Nummern!)\nOder erneut danach suchen? (J/N)");
-    EXPECT_EQ(q.flags, KV_MB_YESNO | KV_MB_ICONQUESTION);
+// The missing file: Yes searches again, No creates a file holding only the
+// counter being written; a file put back before Yes keeps all its counters.
+TEST_F(NummernTest, MissingFileQuestionYesSearchesAgainNoCreatesAFreshFile) {
+  const std::string german =
+      "Die NummernDBA wurde nicht gefunden!\nDie NummernDBA neu anlegen? (L\xF6scht alle "
+      "bestehenden fortlaufenden Nummern!)\nOder erneut danach suchen? (J/N)";
+  const std::string dutch =
+      "De NummernDBA werd niet gevonden!\nDe NummernDBA nieuw aanmaken? (Wist alle bestaande "
+      "oplopende nummers!)\nOf opnieuw zoeken? (J/N)";
+  const struct {
+    int32_t language;
+    std::vector<int> answers;
+    bool putBack;
+    const std::string& text;
+  } cases[] = {
+      {KV_LANG_GERMAN, {KV_IDYES, KV_IDNO}, false, german},
+      {KV_LANG_GERMAN, {KV_IDYES}, true, german},
+      {KV_LANG_DUTCH, {KV_IDNO}, false, dutch},
+  };
+  for (const auto& c : cases) {
+    kv::FileIO_DeleteFile(Numbers().c_str());
+    KVHOST_SetLanguage(c.language);
+    std::vector<uint8_t> image = c.putBack ? PatternImage(800) : std::vector<uint8_t>(800, 0);
+    user_ = ScriptedUser{};
+    user_.answers = c.answers;
+    if (c.putBack) user_.beforeAnswer = [&] { kvtest::WriteFileBytes(Numbers(), image); };
+    ASSERT_EQ(Nummern_NummernSchreiben(4711, 5), 1);
+    EXPECT_EQ(user_.asked, std::vector<std::string>(c.answers.size(), c.text));
+    kvtest::PutI32(image, 20, 4711);
+    EXPECT_EQ(kvtest::ReadFileBytes(Numbers()), image) << c.language << " " << c.answers.size();
   }
-  std::vector<uint8_t> expected(800, 0);
-  kvtest::PutI32(expected, 20, 4711);
-  EXPECT_EQ(kvtest::ReadFileBytes(Numbers()), expected);
 }
 
-TEST_F(NummernTest, YesFindsTheFileOnceItIsBackAndKeepsItsCounters) {
-  std::vector<uint8_t> image = PatternImage(800);
-  user_.answers = {KV_IDYES};
-  user_.beforeAnswer = [&](size_t) { kvtest::WriteFileBytes(Numbers(), image); };
-  ASSERT_EQ(Nummern_NummernSchreiben(12, 11), 1);
-  EXPECT_EQ(user_.asked.size(), 1u);
-  kvtest::PutI32(image, 44, 12);
-  EXPECT_EQ(kvtest::ReadFileBytes(Numbers()), image);
-}
-
-TEST_F(NummernTest, TheQuestionComesInDutch) {
-  KVHOST_SetLanguage(KV_LANG_DUTCH);
-  user_.answers = {KV_IDNO};
-  ASSERT_EQ(Nummern_NummernSchreiben(1, 0), 1);
-  ASSERT_EQ(user_.asked.size(), 1u);
-  EXPECT_EQ(user_.asked[0].text,
-            "De NummernDBA werd niet gevonden!\nDe NummernDBA nieuw aanmaken? (Wist alle bestaande "
-            "oplopende nummers!)\nOf opnieuw zoeken? (J/N)");
-  EXPECT_EQ(user_.asked[0].caption, "KALVORA");
-}
-
-TEST_F(NummernTest, BadArgumentsReturnZeroAndTouchNothing) {
+TEST_F(NummernTest, BadArgumentsAndNoMemoryReturnZeroAndTouchNothing) {
   int32_t value = 1234;
   EXPECT_EQ(Nummern_NummernLesen(&value, 200), 0);
   EXPECT_EQ(Nummern_NummernLesen(&value, -1), 0);
@@ -138,33 +125,28 @@ TEST_F(NummernTest, BadArgumentsReturnZeroAndTouchNothing) {
   EXPECT_EQ(Nummern_NummernSchreiben(5, -7), 0);
   EXPECT_TRUE(user_.asked.empty());
   EXPECT_FALSE(kvtest::FileExists(Numbers()));
-}
 
-TEST_F(NummernTest, NoMemoryForTheWorkBufferFailsTheWrite) {
   kvtest::WriteFileBytes(Numbers(), PatternImage(800));
   kv::fault::Arm(kv::fault::Kind::Allocate, 0);
   EXPECT_EQ(Nummern_NummernSchreiben(5, 1), 0);
   EXPECT_EQ(kvtest::ReadFileBytes(Numbers()), PatternImage(800));
+
+  // Thirteen counters have names, the rest none.
+  EXPECT_STREQ(kv::nummern::CounterName(0), "RETOUREN NR");
+  EXPECT_STREQ(kv::nummern::CounterName(12), "EIGENE EAN-LIEFERANT-NR");
+  EXPECT_EQ(kv::nummern::CounterName(13), nullptr);
+  EXPECT_EQ(kv::nummern::CounterName(-1), nullptr);
 }
 
 using NummernDeathTest = NummernTest;
 
 TEST_F(NummernDeathTest, ReadWithoutTheFileEndsTheProcessWithCode1) {
   KVHOST_SetQuestionHandler(nullptr, nullptr);
-  EXPECT_EXIT(
-      {
-        int32_t value = 0;
-        Nummern_NummernLesen(&value, 2);
-      },
-      ::testing::ExitedWithCode(1), "KALVORA: File Error <-> NummernDBA");
+  int32_t value = 0;
+  EXPECT_EXIT(Nummern_NummernLesen(&value, 2), ::testing::ExitedWithCode(1), "KALVORA: File Error <-> NummernDBA");
   kvtest::WriteFileBytes(Numbers(), PatternImage(800));
-  EXPECT_EXIT(
-      {
-        int32_t value = 0;
-        kv::fault::Arm(kv::fault::Kind::Allocate, 0);
-        Nummern_NummernLesen(&value, 2);
-      },
-      ::testing::ExitedWithCode(1), "Malloc Error <-> NummernDBA");
+  EXPECT_EXIT((kv::fault::Arm(kv::fault::Kind::Allocate, 0), Nummern_NummernLesen(&value, 2)),
+              ::testing::ExitedWithCode(1), "Malloc Error <-> NummernDBA");
 }
 
 // Stands in for the library's own directory for one test, so that no file
@@ -194,14 +176,6 @@ TEST_F(NummernTest, FileBesideTheLibraryMovesIntoAnEmptyDataDirectory) {
   int32_t value = 0;
   ASSERT_EQ(Nummern_NummernLesen(&value, 2), 1);
   EXPECT_EQ(value, I32At(image, 8));
-}
-
-TEST(NummernNames, ThirteenNamedCountersThenNone) {
-  EXPECT_STREQ(kv::nummern::CounterName(0), "RETOUREN NR");
-  EXPECT_STREQ(kv::nummern::CounterName(2), "AUFTRAGS NR");
-  EXPECT_STREQ(kv::nummern::CounterName(12), "EIGENE EAN-LIEFERANT-NR");
-  EXPECT_EQ(kv::nummern::CounterName(13), nullptr);
-  EXPECT_EQ(kv::nummern::CounterName(-1), nullptr);
 }
 
 }  // namespace
