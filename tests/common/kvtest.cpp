@@ -74,6 +74,10 @@ void AgeFile(const std::string& path, int64_t secondsAgo) {
   fs::last_write_time(path, fs::file_time_type::clock::now() - std::chrono::seconds(secondsAgo), ec);
 }
 
+std::string WithoutDrive(const std::string& path) {
+  return path.size() >= 2 && path[1] == ':' ? path.substr(2) : path;
+}
+
 int32_t I32At(const std::vector<uint8_t>& b, size_t o) {
   uint32_t v = static_cast<uint32_t>(b.at(o)) | static_cast<uint32_t>(b.at(o + 1)) << 8 |
                static_cast<uint32_t>(b.at(o + 2)) << 16 | static_cast<uint32_t>(b.at(o + 3)) << 24;

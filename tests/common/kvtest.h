@@ -45,6 +45,9 @@ bool FileExists(const std::string& path);
 // Sets a file's modification time to `secondsAgo` seconds before now.
 void AgeFile(const std::string& path, int64_t secondsAgo);
 
+// The path without a leading drive ("C:"), as archive directories mirror it.
+std::string WithoutDrive(const std::string& path);
+
 // Little-endian reads from a byte image.
 int32_t I32At(const std::vector<uint8_t>& bytes, size_t offset);
 int16_t I16At(const std::vector<uint8_t>& bytes, size_t offset);

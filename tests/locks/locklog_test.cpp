@@ -101,22 +101,36 @@ TEST_F(LockLogTest, ConcurrentWritersLoseAndTearNoLine) {
 TEST_F(LockLogTest, LogLockLeftBehindIsRecoveredQuietlyFromTheDeadAndLoudlyWhenOld) {
   std::string lok = file("kvlogfile.lok");
   ASSERT_EQ(kvtest::RunWorkers("die_holding_log_lock", {{lok}}), std::vector<int>{0});
-  ASSERT_TRUE(FileExists(lok));
+#if defined(_WIN32)
+  EXPECT_FALSE(FileExists(lok));  // the system deletes it with its dead holder
+#else
+  ASSERT_TRUE(FileExists(lok));  // left behind, but nobody holds it any more
   EXPECT_EQ(kv::FileIO_LockFileHolderAlive(lok.c_str()), 0);
+#endif
   testing::internal::CaptureStderr();
   KVLOCKDB_Log_Event("", "", "START AUFTRAGDBA_Neu", 1, 0, 0);
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
   EXPECT_EQ(Log().size(), 1u);
   EXPECT_FALSE(FileExists(lok));
 
-  // A live holder older than twenty seconds loses its lock with a message.
+  // A lock file older than twenty seconds is taken away with a message.
+#if defined(_WIN32)
+  // A live holder's file cannot even be touched there; what can be left
+  // behind is a plain file, say from a station whose connection broke.
+  kv::FileHandle held = kv::FileIO_CreateNewExclusive(lok.c_str(), false);
+  ASSERT_NE(held, kv::kInvalidHandle);
+  kv::FileIO_Close(held);
+  held = kv::kInvalidHandle;
+  const char* expected = "Verwaiste Lock-Datei gel\xF6scht (\xE4lter als 20 Sekunden).\n";
+#else
   kv::FileHandle held = kv::FileIO_CreateNewExclusive(lok.c_str(), true);
   ASSERT_NE(held, kv::kInvalidHandle);
+  const char* expected = "Verwaiste Lock-Datei gel\xC3\xB6scht (\xC3\xA4lter als 20 Sekunden).\n";
+#endif
   kvtest::AgeFile(lok, 25);
   testing::internal::CaptureStderr();
   KVLOCKDB_Log_Event("", "", "START RechnungDBA_Neu", 2, 0, 0);
-  EXPECT_EQ(testing::internal::GetCapturedStderr(),
-            "Verwaiste Lock-Datei gel\xC3\xB6scht (\xC3\xA4lter als 20 Sekunden).\n");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), expected);
   ASSERT_EQ(Log().size(), 2u);
   EXPECT_NE(Log()[1].find("START RechnungDBA_Neu"), std::string::npos);
   kv::FileIO_Close(held);
