@@ -116,12 +116,13 @@ TEST_F(LockLogTest, LogLockLeftBehindIsRecoveredQuietlyFromTheDeadAndLoudlyWhenO
   // A lock file older than twenty seconds is taken away with a message.
 #if defined(_WIN32)
   // A live holder's file cannot even be touched there; what can be left
-  // behind is a plain file, say from a station whose connection broke.
+  // behind is a plain file nobody holds (a station whose connection broke),
+  // and that is recovered like a dead holder's: quietly.
   kv::FileHandle held = kv::FileIO_CreateNewExclusive(lok.c_str(), false);
   ASSERT_NE(held, kv::kInvalidHandle);
   kv::FileIO_Close(held);
   held = kv::kInvalidHandle;
-  const char* expected = "Verwaiste Lock-Datei gel\xF6scht (\xE4lter als 20 Sekunden).\n";
+  const char* expected = "";
 #else
   kv::FileHandle held = kv::FileIO_CreateNewExclusive(lok.c_str(), true);
   ASSERT_NE(held, kv::kInvalidHandle);
