@@ -20,7 +20,7 @@ if [[ "$lib" == *.dll ]]; then
   objdump -p "$lib" | sed -n '/\[Ordinal\/Name Pointer\] Table/,/^$/p' | awk '/^[[:space:]]*\[ *[0-9]+\]/ {print $NF}' \
     | sed -E -e 's/^_//' -e 's/@[0-9]+$//' | sort -u >"$tmp/exported"
 else
-  nm -D --defined-only "$lib" | awk '$2 ~ /^[TtWi]$/ {print $3}' | sort -u >"$tmp/exported"
+  nm -D --defined-only "$lib" | awk 'NF >= 3 {print $3}' | sort -u >"$tmp/exported"  # every kind: code, data, unique objects
 fi
 
 status=0
