@@ -35,7 +35,8 @@ TEST_F(ArtlibTest, RecordsLieAt40Plus660nAndCarryTheirWriteTime) {
   std::strcpy(a.text, "Mantel");
   int64_t before = kv::UnixTimeNow();
   ASSERT_EQ(ARTLIB_SchreibeArtikel(3, &a), 1);
-  EXPECT_GE(a.lastWrite, before);
+  const int64_t stamped = a.lastWrite;  // packed field: no reference to it
+  EXPECT_GE(stamped, before);
   size_t at = 40 + 3 * 660;
   std::vector<uint8_t> want = fresh;
   for (auto [off, v] : {std::pair{0, 11}, {4, 12}, {24, 0x01020304}}) kvtest::PutI32(want, at + off, v);
