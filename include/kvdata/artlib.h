@@ -87,7 +87,9 @@ KV_API int32_t ARTLIB_SchreibeArtikel(int32_t n, void* record);
 KV_API int32_t ARTLIB_LockArtikel(int32_t n);
 /* Releases the range ARTLIB_LockArtikel(n) took; 1 on success. */
 KV_API int32_t ARTLIB_UnlockArtikel(int32_t n);
-/* Reads count records from record first on: 1 when count*660 bytes were read, else 0. */
+/* Reads count records from record first on in one read: the number of bytes
+ * read (count*660 when all arrived, fewer at the end of the file); 0 for a
+ * bad argument or a failed seek. */
 KV_API int32_t ARTLIB_BlockReadArtikel(int32_t handle, int32_t first, int32_t count, void* buffer);
 /* Reads size bytes from the start of the file (header included) on a
  * read-only handle of its own: the bytes read, -1 when the open fails. */

@@ -67,7 +67,12 @@ int32_t block_read(int32_t handle, int32_t first, int32_t count, void* buffer) {
   if (first < 0 || count <= 0 || buffer == nullptr) return 0;
   int64_t bytes = static_cast<int64_t>(count) * kSize;
   if (bytes > INT32_MAX) return 0;
-  return fixed::ReadAt(handle, fixed::RecordPos(kSize, first), buffer, static_cast<int32_t>(bytes)) ? 1 : 0;
+  // The caller gets the byte count of the read and compares it with
+  // count * 660 itself; a short read at the end of the file says how many
+  // whole records arrived.
+  int64_t pos = fixed::RecordPos(kSize, first);
+  if (FileIO_SetPos(handle, pos) != pos) return 0;
+  return FileIO_Read(handle, buffer, static_cast<int32_t>(bytes));
 }
 
 int32_t read_complete(void* buffer, int32_t size) {

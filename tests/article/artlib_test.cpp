@@ -54,9 +54,10 @@ TEST_F(ArtlibTest, RecordsLieAt40Plus660nAndCarryTheirWriteTime) {
 
   std::vector<uint8_t> two(2 * 660);
   int32_t h = ARTLIB_OeffneDatenbank();
-  ASSERT_EQ(ARTLIB_BlockReadArtikel(h, 3, 2, two.data()), 1);
+  ASSERT_EQ(ARTLIB_BlockReadArtikel(h, 3, 2, two.data()), 2 * 660);
   EXPECT_EQ(kvtest::I32At(two, 0), 11);
-  EXPECT_EQ(ARTLIB_BlockReadArtikel(h, 10, 2, two.data()), 0) << "only one record left";
+  EXPECT_EQ(ARTLIB_BlockReadArtikel(h, 10, 2, two.data()), 660) << "only one record left";
+  EXPECT_EQ(ARTLIB_BlockReadArtikel(h, 11, 1, two.data()), 0) << "behind the end";
   uint8_t header[40];
   ASSERT_EQ(ARTLIB_ReadDBAHeader(h, header), 1);
   ARTLIB_SchliesseDatenbank();
