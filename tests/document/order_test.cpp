@@ -436,4 +436,24 @@ TEST_F(Orders, OlderThan550IsFirstRewrittenIn550Blocks) {
   EXPECT_EQ(I32At(bytes, 994), 550);
 }
 
+TEST_F(Orders, HeaderRewritesLeaveShortAndConvertedFilesAlone) {
+  // A cut file: its header cannot be read in full and must not be zeroed.
+  const auto cut = Block(0x52, 100);
+  kvtest::WriteFileBytes(OrderPath(52), cut);
+  EXPECT_EQ(AUFTRAGDBA_AendernMitAllenAuftraegen(MarkEven, nullptr), 0);
+  EXPECT_EQ(ReadFileBytes(OrderPath(52)), cut);
+  EXPECT_EQ(AUFTRAGDBA_AendernMitAllenAuftraegen550(nullptr, nullptr), 0);
+  EXPECT_EQ(ReadFileBytes(OrderPath(52)), cut);
+  ASSERT_TRUE(std::filesystem::remove(OrderPath(52)));
+
+  // A rerun of the whole upgrade after an interrupted one: the orders already
+  // converted keep their blocks.
+  MakeOrder(53, 0x53, 2);
+  const auto converted = ReadFileBytes(OrderPath(53));
+  kvtest::WriteFileBytes(OrderPath(54), Order550(1));
+  EXPECT_EQ(AUFTRAGDBA_DoUpdate(560, 540), 0);
+  EXPECT_EQ(ReadFileBytes(OrderPath(53)), converted);
+  EXPECT_EQ(FileSize(OrderPath(54)), 3 * B);
+}
+
 }  // namespace
