@@ -241,6 +241,10 @@ TEST_F(Orders, NextFreeNumberProbesExistingFilesAndWrapsTo1000) {
   AUFTRAGDBA_LoescheAuftrag(100000000);
   EXPECT_EQ(AUFTRAGDBA_NextFreeAuftrag(), 100000000);
   EXPECT_EQ(AUFTRAGDBA_LoescheAuftrag(100000000), 1);
+  // The largest number taken: the probe goes on at 1000 as well.
+  ASSERT_EQ(Nummern_NummernSchreiben(INT32_MAX - 1, 2), 1);
+  MakeOrder(INT32_MAX, 1, 0);
+  EXPECT_EQ(AUFTRAGDBA_NextFreeAuftrag(), 1002);
 }
 
 TEST_F(Orders, EmptinessFollowsTheOrderKind) {
