@@ -201,7 +201,9 @@ KV_API int32_t AUFTRAGDBA_MitAllenAuftraegenProzentAnzeige(AUFTRAGDBA_KopfCallba
 KV_API int32_t AUFTRAGDBA_MitAllenAuftragsnummern(AUFTRAGDBA_NummerCallback callback, void* context);
 /* Hands each header to the callback and writes it back (stamped) when the
  * callback returns 1. Returns the number of headers written. Progress
- * display. A null callback rewrites every header as it stands. */
+ * display. A null callback rewrites every header as it stands. Files whose
+ * header cannot be read in full are skipped untouched; the 550 form also
+ * skips files already in format 560 (version 560, whole blocks). */
 KV_API int32_t AUFTRAGDBA_AendernMitAllenAuftraegen(AUFTRAGDBA_KopfCallback callback, void* context);
 
 /* ---- format 550 (block size 3980) ---- */

@@ -10,7 +10,9 @@ namespace kv::auftrag {
 int32_t NextFreeNumber() {
   int32_t current = 0;
   Nummern_NummernLesen(&current, kNumberRange);
-  int32_t n = current + 1;
+  // Computed in unsigned arithmetic: a range value of 2^31 - 1 wraps to a
+  // negative number instead of overflowing.
+  int32_t n = static_cast<int32_t>(static_cast<uint32_t>(current) + 1u);
   // Kept as the old program had it: both conditions can never hold at once.
   if (n > 100000000 && n <= 0) n = kFirstWrappedNumber;
 
@@ -20,7 +22,7 @@ int32_t NextFreeNumber() {
   // After 100000000 the numbers continue at 1000, never at 1..999.
   int32_t m = n;
   do {
-    m = (m + 1 >= kWrapLimit) ? kFirstWrappedNumber : m + 1;
+    m = (m >= kWrapLimit - 1) ? kFirstWrappedNumber : m + 1;
   } while (m != n && ReadHeaderOf(m, header.get(), kFormat560));
   return m;
 }

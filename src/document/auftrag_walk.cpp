@@ -155,13 +155,20 @@ int32_t ChangeEachHeader(HeaderVisitor visit, void* context, const Format& fmt) 
   int32_t written = 0;
   for (const OrderFile& f : files) {
     progress.Step();
+    // A 550 header written into a 560 file would stamp it 550 and have the
+    // next upgrade cut its blocks apart (a rerun after an interrupted upgrade).
+    if (fmt.version == kFormat550.version && IsAlready560(f.path.c_str())) continue;
     FileHandle h = FileIO_OpenRWS(f.path.c_str());
     if (h == kInvalidHandle) continue;
     std::memset(header.get(), 0, static_cast<size_t>(fmt.blockSize));
-    int32_t action = 1;  // no visitor: rewrite every header as it stands
-    if (ReadHeader(h, header.get(), fmt) && visit != nullptr) {
-      action = visit(f.number, header.get(), context);
+    // A header that cannot be read in full is left as it is: writing the
+    // buffer back would put zeros over the bytes the file does have.
+    if (!ReadHeader(h, header.get(), fmt)) {
+      FileIO_Close(h);
+      continue;
     }
+    // No visitor: rewrite every header as it stands.
+    const int32_t action = visit != nullptr ? visit(f.number, header.get(), context) : 1;
     if (action == 1 && WriteHeader(h, header.get(), true, fmt)) ++written;
     FileIO_Close(h);
     if (action < 0) break;

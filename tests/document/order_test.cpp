@@ -241,6 +241,10 @@ TEST_F(Orders, NextFreeNumberProbesExistingFilesAndWrapsTo1000) {
   AUFTRAGDBA_LoescheAuftrag(100000000);
   EXPECT_EQ(AUFTRAGDBA_NextFreeAuftrag(), 100000000);
   EXPECT_EQ(AUFTRAGDBA_LoescheAuftrag(100000000), 1);
+  // The largest number taken: the probe goes on at 1000 as well.
+  ASSERT_EQ(Nummern_NummernSchreiben(INT32_MAX - 1, 2), 1);
+  MakeOrder(INT32_MAX, 1, 0);
+  EXPECT_EQ(AUFTRAGDBA_NextFreeAuftrag(), 1002);
 }
 
 TEST_F(Orders, EmptinessFollowsTheOrderKind) {
@@ -434,6 +438,26 @@ TEST_F(Orders, OlderThan550IsFirstRewrittenIn550Blocks) {
   bytes = ReadFileBytes(OrderPath(32));
   EXPECT_EQ(static_cast<int64_t>(bytes.size()), 3 * B550);
   EXPECT_EQ(I32At(bytes, 994), 550);
+}
+
+TEST_F(Orders, HeaderRewritesLeaveShortAndConvertedFilesAlone) {
+  // A cut file: its header cannot be read in full and must not be zeroed.
+  const auto cut = Block(0x52, 100);
+  kvtest::WriteFileBytes(OrderPath(52), cut);
+  EXPECT_EQ(AUFTRAGDBA_AendernMitAllenAuftraegen(MarkEven, nullptr), 0);
+  EXPECT_EQ(ReadFileBytes(OrderPath(52)), cut);
+  EXPECT_EQ(AUFTRAGDBA_AendernMitAllenAuftraegen550(nullptr, nullptr), 0);
+  EXPECT_EQ(ReadFileBytes(OrderPath(52)), cut);
+  ASSERT_TRUE(std::filesystem::remove(OrderPath(52)));
+
+  // A rerun of the whole upgrade after an interrupted one: the orders already
+  // converted keep their blocks.
+  MakeOrder(53, 0x53, 2);
+  const auto converted = ReadFileBytes(OrderPath(53));
+  kvtest::WriteFileBytes(OrderPath(54), Order550(1));
+  EXPECT_EQ(AUFTRAGDBA_DoUpdate(560, 540), 0);
+  EXPECT_EQ(ReadFileBytes(OrderPath(53)), converted);
+  EXPECT_EQ(FileSize(OrderPath(54)), 3 * B);
 }
 
 }  // namespace
