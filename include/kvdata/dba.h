@@ -24,6 +24,8 @@
 #ifndef KVDATA_DBA_H
 #define KVDATA_DBA_H
 
+#include <stddef.h>
+
 #include "kv_export.h"
 
 KV_EXTERN_C_BEGIN
@@ -72,6 +74,15 @@ KV_PACK_END
 
 KV_STATIC_ASSERT(sizeof(DbaHeader) == 40, "DBA header is 40 bytes");
 KV_STATIC_ASSERT(sizeof(DbaItemHead) == 8, "DBA item head is 8 bytes");
+KV_STATIC_ASSERT(offsetof(DbaHeader, lastChange) == 4, "DbaHeader.lastChange");
+KV_STATIC_ASSERT(offsetof(DbaHeader, freeHead) == 8, "DbaHeader.freeHead");
+KV_STATIC_ASSERT(offsetof(DbaHeader, usedCount) == 12, "DbaHeader.usedCount");
+KV_STATIC_ASSERT(offsetof(DbaHeader, slotCount) == 16, "DbaHeader.slotCount");
+KV_STATIC_ASSERT(offsetof(DbaHeader, idCapacity) == 20, "DbaHeader.idCapacity");
+KV_STATIC_ASSERT(offsetof(DbaHeader, reserved) == 24, "DbaHeader.reserved");
+KV_STATIC_ASSERT(offsetof(DbaItemHead, nextFree) == 4, "DbaItemHead.nextFree");
+KV_STATIC_ASSERT(offsetof(DbaFile, path) == 24, "DbaFile.path");
+KV_STATIC_ASSERT(offsetof(DbaFile, openCount) == 284, "DbaFile.openCount");
 
 /* Walk callbacks: item number (or external identifier) and the record buffer
  * (DBA_WALK_BUFFER_SIZE bytes, the record at its start). What the result

@@ -104,9 +104,11 @@ int32_t MaxNumber() {
   DbaHeader h{};
   int32_t ok = DBA_OpenDBA(&f);
   if (ok) {
-    DBA_LockHEADER(&f);
+    // A lock refused because this descriptor already holds the header (a
+    // caller inside its own header lock) belongs to that caller: keep it.
+    const int32_t locked = DBA_LockHEADER(&f);
     ok = DBA_GetHEADER(&f, &h);
-    DBA_UnlockHEADER(&f);
+    if (locked) DBA_UnlockHEADER(&f);
   }
   DBA_CloseDBA(&f);
   return ok ? h.slotCount : 0;

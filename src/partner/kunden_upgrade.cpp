@@ -209,7 +209,7 @@ bool Convert530To540(const std::string& dir) {
 // The oldest format: 438-byte records (the fields of the 530 record up to
 // and including the two extension words) plus KUNDENEW.DBA, whose 100-byte
 // record of the same number becomes the extension block at offset 600.
-// Search entries are written afresh for every customer in use.
+// Search entries are written afresh for every number, zeroed for free ones.
 bool ConvertOldest(const std::string& dir) {
   DbaFile from = Descriptor(dir, kCustomerName, kSizeOldest);
   DbaFile ext = Descriptor(dir, kExtensionName, kExtensionSize);
@@ -228,10 +228,13 @@ bool ConvertOldest(const std::string& dir) {
     if (DBA_GetDATA(&ext, n, extension, kExtensionSize)) {
       std::memcpy(reinterpret_cast<uint8_t*>(&out) + kExtensionOffset, extension, kExtensionSize);
     }
-    if (out.refCount == -1) return;
-    KundeSuchEintrag name = NameEntry(out);
+    // Every number gets its entries afresh; a free one gets the zeroed
+    // entries a delete leaves, so that nothing a KundenDBA_Init wrote from
+    // the unconverted records can still be found.
+    const bool used = out.refCount != -1;
+    KundeSuchEintrag name = used ? NameEntry(out) : KundeSuchEintrag{};
     DBA_SetDATA(&names, n, &name, sizeof name);
-    KundeBLZSuchEintrag bank = BankEntry(out);
+    KundeBLZSuchEintrag bank = used ? BankEntry(out) : KundeBLZSuchEintrag{};
     DBA_SetDATA(&banks, n, &bank, sizeof bank);
   });
   DBA_CloseDBA(&banks);

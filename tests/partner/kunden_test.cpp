@@ -4,6 +4,8 @@
 #include <cstring>
 
 #include "kunden_fixture.h"
+#include "partner/kunden.h"
+#include "services/fileio.h"
 #include "services/texdefs.h"
 
 namespace {
@@ -200,6 +202,15 @@ TEST_F(KundenTest, CreatedHeaderAndSecondDirectory) {
   EXPECT_EQ((std::vector<int32_t>{I32At(h, 0), I32At(h, 8), I32At(h, 12), I32At(h, 16), I32At(h, 20)}),
             (std::vector<int32_t>{540, 6, 5, 5, 0}));
   EXPECT_EQ(KundenDBA_GetMAX(), 5);
+  // Inside a header lock the library holds itself, the highest number is
+  // still read and the lock stays with its owner.
+  DbaFile& f = kv::partner::CustomerFile();
+  ASSERT_EQ(KundenDBA_Open(), 1);
+  ASSERT_NE(DBA_LockHEADER(&f), 0);
+  EXPECT_EQ(KundenDBA_GetMAX(), 5);
+  EXPECT_EQ(kv::FileIO_HoldsLock(f.handle, 0, DBA_HEADER_SIZE), 1);
+  DBA_UnlockHEADER(&f);
+  KundenDBA_Close();
 
   kvtest::TempDir second;
   ASSERT_NE(KundenZweiteDBA_Init(second.file("any.txt").c_str()), 0);

@@ -216,6 +216,31 @@ TEST_F(KundenUpgradeTest, OldestFormatTakesTheExtensionFileIntoTheRecord) {
   EXPECT_EQ(KundenDBA_NeuerKunde(), 3);
 }
 
+// Init on a directory that still holds the oldest format must not fill the
+// search files from records it cannot read yet: after the conversion no
+// freed number may still be found by name or bank.
+TEST_F(KundenUpgradeTest, OldestFormatLeavesNoSearchEntriesForFreedNumbers) {
+  std::vector<Bytes> old, ext;
+  for (int i = 1; i <= 12; ++i) {
+    old.push_back(OldRecord(438, i, "D", "", ""));
+    Bytes e(100, 0);
+    PutString(e, 8, 9, "1001001" + std::to_string(i % 10));
+    PutString(e, 17, 11, std::to_string(i));
+    ext.push_back(e);
+  }
+  MakeDba("KUNDEN.DBA", 438, 400, old, {1, 2, 3});
+  MakeDba("KUNDENEW.DBA", 100, 400, ext);
+  ASSERT_NE(KundenDBA_Init(file("KUNDEN.DBA").c_str()), 0);
+  ASSERT_EQ(KundenDBA_CheckConversionRequired(file("KUNDEN.DBA").c_str()), 540);
+  for (int32_t n : {1, 2, 3}) {
+    Bytes name = NameItem(n), bank = BankItem(n);
+    EXPECT_TRUE(name.empty() || name == Bytes(12, 0)) << n;
+    EXPECT_TRUE(bank.empty() || bank == Bytes(24, 0)) << n;
+  }
+  EXPECT_EQ(NameItem(4), kvtest::SearchEntry(12, "C4@81xx"));
+  EXPECT_EQ(BankItem(12), kvtest::SearchEntry(24, "10010012", "12"));
+}
+
 TEST_F(KundenUpgradeTest, ExtensionMergeAndVersionOfAFreshFile) {
   // A fresh file (version 600) is already in the current layout.
   ASSERT_NE(KundenDBA_Init(file("KUNDEN.DBA").c_str()), 0);
