@@ -110,6 +110,6 @@ int Run(const std::string& dir, std::ostream& out) {
   return 0;
 }
 
-kvtool::DemoRegistrar registrar(40, "articles and the till sale", Run);
+kvtool::DemoRegistrar registrar(40, "Articles and the till sale", Run);
 
 }  // namespace
