@@ -320,12 +320,19 @@ int32_t SetHeader(DbaFile* f, const void* header40) {
 int32_t LockHeader(DbaFile* f) { return f ? FileIO_Lock(f->handle, 0, kHeaderSize) : 0; }
 int32_t UnlockHeader(DbaFile* f) { return f ? FileIO_Unlock(f->handle, 0, kHeaderSize) : 0; }
 
-int32_t GetVersion(DbaFile* f) {
-  if (f == nullptr || !Open(f)) return 0;
-  DbaHeader h;
-  int32_t v = ReadHeaderOn(f->handle, &h) ? h.version : 0;
+// Opens, reads the header, closes; false when the file does not open (a
+// failed open returns without closing, like every caller) or the header is
+// short.
+static bool ReadHeaderOf(DbaFile* f, DbaHeader* h) {
+  if (f == nullptr || !Open(f)) return false;
+  const bool ok = ReadHeaderOn(f->handle, h);
   Close(f);
-  return v;
+  return ok;
+}
+
+int32_t GetVersion(DbaFile* f) {
+  DbaHeader h;
+  return ReadHeaderOf(f, &h) ? h.version : 0;
 }
 
 DbaFile* SetVersion(DbaFile* f, int32_t version) {
@@ -335,19 +342,13 @@ DbaFile* SetVersion(DbaFile* f, int32_t version) {
 }
 
 uint32_t GetLastWriteTime(DbaFile* f) {
-  if (f == nullptr || !Open(f)) return 0;
   DbaHeader h;
-  uint32_t t = ReadHeaderOn(f->handle, &h) ? h.lastChange : 0;
-  Close(f);
-  return t;
+  return ReadHeaderOf(f, &h) ? h.lastChange : 0;
 }
 
 int32_t UsedItems(DbaFile* f) {
-  if (f == nullptr || !Open(f)) return 0;
   DbaHeader h;
-  int32_t n = ReadHeaderOn(f->handle, &h) ? h.usedCount : 0;
-  Close(f);
-  return n;
+  return ReadHeaderOf(f, &h) ? h.usedCount : 0;
 }
 
 int32_t GetData(DbaFile* f, int32_t item, void* buffer, int32_t length) {
