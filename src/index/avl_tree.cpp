@@ -129,9 +129,10 @@ class Tree {
 
 // ---- Rotations ---------------------------------------------------------------
 // Role names: p is the unbalanced node, p1 its child on the heavy side, p2
-// (double rotations) p1's child on the other side; the subtree root they
-// leave behind is returned to the caller, which writes it. `parent` is the
-// parent of the subtree as the caller knows it. The shapes are drawn for
+// (double rotations) p1's child on the other side. The rotations change
+// the in-memory copies only (apart from set_parent on the subtrees that move);
+// rebalance writes p and p1 and hands the new subtree root to its caller.
+// `parent` is the parent of the subtree as the caller knows it. The shapes are drawn for
 // heavy = kLeft; heavy = kRight is their mirror image.
 
 /* Single rotation: p1 rises, p goes down on the light side and takes p1's
@@ -235,7 +236,10 @@ Node Tree::rebalance(Node p, int heavy, Cause cause, int32_t parent, bool& chang
   }
   Node p2 = read(p1.child[!heavy]);
   rotate_double(p, p1, p2, heavy);
-  const bool leavesParentLinks = !grew && heavy == kRight;  // see above
+  // The deletion case with the left subtree shrunk keeps the parent words
+  // as they were, its mirror and both insertion cases rewrite them (the
+  // reason is above rebalance).
+  const bool leavesParentLinks = !grew && heavy == kRight;
   if (!leavesParentLinks) link_double_rotation(p, p1, p2, heavy, parent);
   // After an insertion the subtree is as high as before the insertion;
   // after a deletion it is one lower.
