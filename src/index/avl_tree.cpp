@@ -5,6 +5,13 @@
 // is ever written underneath it by a deeper level: the parent-link updates
 // (set_parent) only touch children and grandchildren of the node being
 // rebalanced, which no enclosing level holds.
+//
+// The copy a level works on is an unpacked Node, never the packed AvlKnoten
+// the callbacks exchange: its children sit in an array indexed by side, so
+// that a case and its mirror image are one piece of code run with `dir` and
+// `!dir`, and nothing ever holds a reference into a packed record (which
+// may be misaligned). The copy is filled from and written back to an
+// AvlKnoten field by field.
 #include "index/avl_tree.h"
 
 #include "core/dba_progress.h"
@@ -20,10 +27,25 @@ int32_t g_bavlWalkFlag = 1;
 // descent means the store is corrupt (a cycle) and is cut off.
 constexpr int kMaxHeight = 64;
 
+// Sides, as indexes into Node::child. The other side of `dir` is `!dir`.
+constexpr int kLeft = 0;
+constexpr int kRight = 1;
+
+// The balance of a node leaning to `dir`: the stored balance is
+// height(right) - height(left).
+int16_t Lean(int dir) { return dir == kLeft ? -1 : 1; }
+
 struct Node {
   int32_t id = 0;
-  AvlKnoten k{};
+  int32_t parent = 0;
+  int32_t child[2] = {0, 0};  // [kLeft], [kRight]
+  int16_t balance = 0;
 };
+
+// Why a subtree's side became the higher one: it grew by an insertion, or
+// the sibling shrank by a deletion. The rebalancing is the same rotation
+// either way; what differs is when the subtree's own height has changed.
+enum class Cause { kGrew, kShrank };
 
 bool Usable(const AvlBaum* t) {
   return t != nullptr && t->ReadNode != nullptr && t->WriteNode != nullptr && t->GetRoot != nullptr &&
@@ -60,16 +82,28 @@ class Tree {
 
  private:
   Node read(int32_t id) {
+    AvlKnoten k{};  // a failed read leaves a cleared node
+    t_->ReadNode(store_, id, &k);
     Node n;
     n.id = id;
-    t_->ReadNode(store_, id, &n.k);  // a failed read leaves a cleared node
+    n.parent = k.parent;
+    n.child[kLeft] = k.left;
+    n.child[kRight] = k.right;
+    n.balance = k.balance;
     return n;
   }
-  void write(const Node& n) { t_->WriteNode(store_, n.id, &n.k); }
+  void write(const Node& n) {
+    AvlKnoten k{};
+    k.parent = n.parent;
+    k.left = n.child[kLeft];
+    k.right = n.child[kRight];
+    k.balance = n.balance;
+    t_->WriteNode(store_, n.id, &k);
+  }
   void set_parent(int32_t id, int32_t parent) {
     if (id == 0) return;
     Node n = read(id);
-    n.k.parent = parent;
+    n.parent = parent;
     write(n);
   }
   int32_t compare(int32_t a, int32_t b) {
@@ -78,20 +112,14 @@ class Tree {
   }
 
   void insert(int32_t parent, int32_t& p, bool& grew, int32_t& result);
-  Node left_grew(Node p, int32_t parent, bool& grew);
-  Node right_grew(Node p, int32_t parent, bool& grew);
   void remove(int32_t e, int32_t parent, int32_t& p, bool& shrunk);
   void take_predecessor(int32_t parent, int32_t& q, bool& shrunk, int32_t& taken);
-  Node left_shrunk(Node p, int32_t parent, bool& shrunk);
-  Node right_shrunk(Node p, int32_t parent, bool& shrunk);
+  Node rebalance(Node p, int heavy, Cause cause, int32_t parent, bool& changed);
   void walk(int32_t n);
 
-  void rotate_right(Node& p, Node& p1, int32_t parent);
-  void rotate_left(Node& p, Node& p1, int32_t parent);
-  void rotate_left_right(Node& p, Node& p1, Node& p2, int32_t parent);
-  void rotate_right_left(Node& p, Node& p1, Node& p2, int32_t parent);
-  static void rotate_right_left_keeping_parent_links(Node& p, Node& p1, Node& p2);
-  static void balance_after_double_rotation(Node& p, Node& p1, Node& p2, int16_t pSide);
+  void rotate_single(Node& p, Node& p1, int heavy, int32_t parent);
+  static void rotate_double(Node& p, Node& p1, Node& p2, int heavy);
+  void link_double_rotation(Node& p, Node& p1, Node& p2, int heavy, int32_t parent);
 
   AvlBaum* t_;
   void* store_;
@@ -101,50 +129,31 @@ class Tree {
 
 // ---- Rotations ---------------------------------------------------------------
 // Role names: p is the unbalanced node, p1 its child on the heavy side, p2
-// (double rotations) p1's child on the other side; the subtree root they
-// leave behind is returned to the caller, which writes it. `parent` is the
-// parent of the subtree as the caller knows it.
+// (double rotations) p1's child on the other side. The rotations change
+// the in-memory copies only (apart from set_parent on the subtrees that move);
+// rebalance writes p and p1 and hands the new subtree root to its caller.
+// `parent` is the parent of the subtree as the caller knows it. The shapes are drawn for
+// heavy = kLeft; heavy = kRight is their mirror image.
 
-/* Single rotation to the right (p is left-heavy, p1 = p.left):
+/* Single rotation: p1 rises, p goes down on the light side and takes p1's
+ * inner subtree b.
  *        p            p1
  *       / \          /  \
  *     p1   c   ->   a    p
  *    /  \               / \
  *   a    b             b   c
  */
-void Tree::rotate_right(Node& p, Node& p1, int32_t parent) {
-  set_parent(p1.k.right, p.id);
-  p.k.left = p1.k.right;
-  p1.k.right = p.id;
-  p.k.parent = p1.id;
-  p1.k.parent = parent;
+void Tree::rotate_single(Node& p, Node& p1, int heavy, int32_t parent) {
+  const int light = !heavy;
+  set_parent(p1.child[light], p.id);
+  p.child[heavy] = p1.child[light];
+  p1.child[light] = p.id;
+  p.parent = p1.id;
+  p1.parent = parent;
 }
 
-/* Single rotation to the left, the mirror image (p1 = p.right):
- *     p                p1
- *    / \              /  \
- *   a   p1     ->    p    c
- *      /  \         / \
- *     b    c       a   b
- */
-void Tree::rotate_left(Node& p, Node& p1, int32_t parent) {
-  set_parent(p1.k.left, p.id);
-  p.k.right = p1.k.left;
-  p1.k.left = p.id;
-  p.k.parent = p1.id;
-  p1.k.parent = parent;
-}
-
-// The balances after a double rotation follow from p2's old balance:
-// whichever side of p2 was the higher one keeps its height.
-void Tree::balance_after_double_rotation(Node& p, Node& p1, Node& p2, int16_t pSide) {
-  // pSide: the balance p2 must have had for p to end up with a deficit.
-  p.k.balance = (p2.k.balance == pSide) ? static_cast<int16_t>(-pSide) : 0;
-  p1.k.balance = (p2.k.balance == -pSide) ? pSide : 0;
-  p2.k.balance = 0;
-}
-
-/* Double rotation left-right (p1 = p.left, p2 = p1.right):
+/* Double rotation: p2 rises above both; p1 keeps p2's subtree b on p1's
+ * side, p takes p2's subtree c.
  *         p                 p2
  *        / \              /    \
  *      p1   d           p1      p
@@ -152,57 +161,92 @@ void Tree::balance_after_double_rotation(Node& p, Node& p1, Node& p2, int16_t pS
  *    a    p2          a    b  c   d
  *        /  \
  *       b    c
+ * Only the children and balances move here; the parent links are a separate
+ * step (link_double_rotation), because one case leaves them alone. The
+ * balances follow from p2's old balance: whichever side of p2 was the higher
+ * one keeps its height.
  */
-void Tree::rotate_left_right(Node& p, Node& p1, Node& p2, int32_t parent) {
-  set_parent(p2.k.left, p1.id);
-  set_parent(p2.k.right, p.id);
-  p1.k.right = p2.k.left;
-  p2.k.left = p1.id;
-  p.k.left = p2.k.right;
-  p2.k.right = p.id;
-  p2.k.parent = parent;
-  p1.k.parent = p2.id;
-  p.k.parent = p2.id;
-  balance_after_double_rotation(p, p1, p2, -1);
+void Tree::rotate_double(Node& p, Node& p1, Node& p2, int heavy) {
+  const int light = !heavy;
+  p1.child[light] = p2.child[heavy];
+  p2.child[heavy] = p1.id;
+  p.child[heavy] = p2.child[light];
+  p2.child[light] = p.id;
+  const int16_t lean = Lean(heavy);
+  p.balance = (p2.balance == lean) ? static_cast<int16_t>(-lean) : 0;
+  p1.balance = (p2.balance == -lean) ? lean : 0;
+  p2.balance = 0;
 }
 
-/* Double rotation right-left, the mirror image (p1 = p.right, p2 = p1.left):
- *       p                    p2
- *      / \                 /    \
- *     a   p1              p      p1
- *        /  \     ->     / \    /  \
- *       p2   d          a   b  c    d
- *      /  \
- *     b    c
- */
-void Tree::rotate_right_left(Node& p, Node& p1, Node& p2, int32_t parent) {
-  set_parent(p2.k.right, p1.id);
-  set_parent(p2.k.left, p.id);
-  p1.k.left = p2.k.right;
-  p2.k.right = p1.id;
-  p.k.right = p2.k.left;
-  p2.k.left = p.id;
-  p2.k.parent = parent;
-  p1.k.parent = p2.id;
-  p.k.parent = p2.id;
-  balance_after_double_rotation(p, p1, p2, +1);
+// The parent links of a double rotation, after rotate_double: b and c (now
+// p1's light-side child and p's heavy-side child) and the three roles.
+void Tree::link_double_rotation(Node& p, Node& p1, Node& p2, int heavy, int32_t parent) {
+  set_parent(p1.child[!heavy], p1.id);
+  set_parent(p.child[heavy], p.id);
+  p2.parent = parent;
+  p1.parent = p2.id;
+  p.parent = p2.id;
 }
 
-// The same right-left shape as above, as deletion runs it when a left
-// subtree shrank: it moves the children but writes no parent link at all -
-// not for p2, not for p and p1, not for b and c. Every key file and
-// designation index in the field was built with exactly this, so their
-// parent words carry the resulting stale values; a tree that wrote them
-// here would produce different bytes for the same operations. Nothing in
+// ---- Rebalancing -------------------------------------------------------------------
+// The side `heavy` of p has become one level higher relative to the other:
+// it grew (insertion) or the other side shrank (deletion). `changed` is the
+// caller's grew or shrunk flag; it stays set while the subtree's height has
+// changed, so the level above rebalances in turn. Returns the subtree's new
+// root, which the caller writes; the nodes that went below it are written
+// here.
+//
+// Parent links: every rotation writes them, except the double rotation run
+// by deletion when the left subtree shrank (heavy = kRight). That one moves
+// the children but writes no parent link at all, not for p2, p and p1, not
+// for b and c. Every key file and designation index in the field was built
+// with exactly this, so their parent words carry the resulting stale values;
+// a tree that wrote them here would produce different bytes for the same
+// operations. Its mirror (right subtree shrank) does write them. Nothing in
 // the tree reads a parent link, so the search structure is unaffected.
-// Its mirror (right subtree shrank) is rotate_left_right, which does update
-// the links.
-void Tree::rotate_right_left_keeping_parent_links(Node& p, Node& p1, Node& p2) {
-  p1.k.left = p2.k.right;
-  p2.k.right = p1.id;
-  p.k.right = p2.k.left;
-  p2.k.left = p.id;
-  balance_after_double_rotation(p, p1, p2, +1);
+Node Tree::rebalance(Node p, int heavy, Cause cause, int32_t parent, bool& changed) {
+  const int16_t lean = Lean(heavy);
+  const bool grew = cause == Cause::kGrew;
+  if (p.balance == -lean) {
+    // It leaned the other way and is even now: as high as before after an
+    // insertion, one lower after a deletion.
+    p.balance = 0;
+    if (grew) changed = false;
+    return p;
+  }
+  if (p.balance == 0) {
+    // It leans now: one higher after an insertion, as high as before after
+    // a deletion.
+    p.balance = lean;
+    if (!grew) changed = false;
+    return p;
+  }
+  Node p1 = read(p.child[heavy]);
+  // An insertion rotates once when p1 leans the same way. A deletion does so
+  // also when p1 is even; then the subtree keeps its height.
+  const bool single = grew ? p1.balance == lean : p1.balance * lean >= 0;
+  if (single) {
+    const bool wasEven = p1.balance == 0;
+    rotate_single(p, p1, heavy, parent);
+    p.balance = wasEven ? lean : 0;
+    p1.balance = wasEven ? static_cast<int16_t>(-lean) : 0;
+    if (grew || wasEven) changed = false;
+    write(p);
+    return p1;
+  }
+  Node p2 = read(p1.child[!heavy]);
+  rotate_double(p, p1, p2, heavy);
+  // The deletion case with the left subtree shrunk keeps the parent words
+  // as they were, its mirror and both insertion cases rewrite them (the
+  // reason is above rebalance).
+  const bool leavesParentLinks = !grew && heavy == kRight;
+  if (!leavesParentLinks) link_double_rotation(p, p1, p2, heavy, parent);
+  // After an insertion the subtree is as high as before the insertion;
+  // after a deletion it is one lower.
+  if (grew) changed = false;
+  write(p);
+  write(p1);
+  return p2;
 }
 
 // ---- Insertion --------------------------------------------------------------------
@@ -222,7 +266,9 @@ int32_t Tree::insert_current() {
 // p becomes the subtree's new root, grew tells whether it got higher.
 void Tree::insert(int32_t parent, int32_t& p, bool& grew, int32_t& result) {
   if (p == 0) {
-    Node n{t_->currentElement, {parent, 0, 0, 0}};
+    Node n;
+    n.id = t_->currentElement;
+    n.parent = parent;
     write(n);
     result = n.id;
     grew = true;
@@ -236,16 +282,12 @@ void Tree::insert(int32_t parent, int32_t& p, bool& grew, int32_t& result) {
   }
   int32_t c = compare(0, p);
   Node n = read(p);
-  if (c < 0) {
-    int32_t child = n.k.left;
+  if (c != 0) {
+    const int dir = c < 0 ? kLeft : kRight;
+    int32_t child = n.child[dir];
     insert(p, child, grew, result);
-    n.k.left = child;
-    if (grew) n = left_grew(n, parent, grew);
-  } else if (c > 0) {
-    int32_t child = n.k.right;
-    insert(p, child, grew, result);
-    n.k.right = child;
-    if (grew) n = right_grew(n, parent, grew);
+    n.child[dir] = child;
+    if (grew) n = rebalance(n, dir, Cause::kGrew, parent, grew);
   } else {
     result = -p;
     grew = false;
@@ -253,64 +295,6 @@ void Tree::insert(int32_t parent, int32_t& p, bool& grew, int32_t& result) {
   write(n);
   p = n.id;
   --level_;
-}
-
-Node Tree::left_grew(Node p, int32_t parent, bool& grew) {
-  if (p.k.balance == 1) {
-    p.k.balance = 0;
-    grew = false;
-    return p;
-  }
-  if (p.k.balance == 0) {
-    p.k.balance = -1;
-    return p;
-  }
-  Node p1 = read(p.k.left);
-  Node top;
-  if (p1.k.balance == -1) {
-    rotate_right(p, p1, parent);
-    p.k.balance = 0;
-    write(p);
-    top = p1;
-  } else {
-    Node p2 = read(p1.k.right);
-    rotate_left_right(p, p1, p2, parent);
-    write(p1);
-    write(p);
-    top = p2;
-  }
-  top.k.balance = 0;
-  grew = false;
-  return top;
-}
-
-Node Tree::right_grew(Node p, int32_t parent, bool& grew) {
-  if (p.k.balance == -1) {
-    p.k.balance = 0;
-    grew = false;
-    return p;
-  }
-  if (p.k.balance == 0) {
-    p.k.balance = 1;
-    return p;
-  }
-  Node p1 = read(p.k.right);
-  Node top;
-  if (p1.k.balance == 1) {
-    rotate_left(p, p1, parent);
-    p.k.balance = 0;
-    write(p);
-    top = p1;
-  } else {
-    Node p2 = read(p1.k.left);
-    rotate_right_left(p, p1, p2, parent);
-    write(p1);
-    write(p);
-    top = p2;
-  }
-  top.k.balance = 0;
-  grew = false;
-  return top;
 }
 
 // ---- Search ------------------------------------------------------------------------
@@ -321,7 +305,7 @@ int32_t Tree::search() {
     Node node = read(n);
     int32_t c = compare(0, n);
     if (c == 0) return n;
-    n = c < 0 ? node.k.left : node.k.right;
+    n = node.child[c < 0 ? kLeft : kRight];
   }
   return 0;
 }
@@ -347,39 +331,36 @@ void Tree::remove(int32_t e, int32_t parent, int32_t& p, bool& shrunk) {
   ++level_;
   Node n = read(p);
   int32_t c = compare(e, p);
-  if (c < 0) {
-    int32_t child = n.k.left;
+  if (c != 0) {
+    const int dir = c < 0 ? kLeft : kRight;
+    int32_t child = n.child[dir];
     remove(e, p, child, shrunk);
-    n.k.left = child;
-    if (shrunk) n = left_shrunk(n, parent, shrunk);
+    n.child[dir] = child;
+    if (shrunk) n = rebalance(n, !dir, Cause::kShrank, parent, shrunk);
     write(n);
     p = n.id;
-  } else if (c > 0) {
-    int32_t child = n.k.right;
-    remove(e, p, child, shrunk);
-    n.k.right = child;
-    if (shrunk) n = right_shrunk(n, parent, shrunk);
-    write(n);
-    p = n.id;
-  } else if (n.k.left == 0) {
-    set_parent(n.k.right, parent);
-    p = n.k.right;
-    shrunk = true;
-  } else if (n.k.right == 0) {
-    set_parent(n.k.left, parent);
-    p = n.k.left;
+  } else if (n.child[kLeft] == 0 || n.child[kRight] == 0) {
+    // At most one child: it takes the node's slot.
+    const int32_t only = n.child[kLeft] == 0 ? n.child[kRight] : n.child[kLeft];
+    set_parent(only, parent);
+    p = only;
     shrunk = true;
   } else {
     // Two children: the in-order predecessor r takes the node's place.
-    int32_t left = n.k.left;
+    int32_t left = n.child[kLeft];
     int32_t taken = 0;
     take_predecessor(0, left, shrunk, taken);
     if (taken != 0) {
-      Node r{taken, {parent, left, n.k.right, n.k.balance}};
+      Node r;
+      r.id = taken;
+      r.parent = parent;
+      r.child[kLeft] = left;
+      r.child[kRight] = n.child[kRight];
+      r.balance = n.balance;
       write(r);
-      set_parent(n.k.right, taken);
+      set_parent(n.child[kRight], taken);
       if (shrunk) {
-        r = left_shrunk(r, parent, shrunk);
+        r = rebalance(r, kRight, Cause::kShrank, parent, shrunk);
         write(r);
       }
       p = r.id;
@@ -399,74 +380,20 @@ void Tree::take_predecessor(int32_t parent, int32_t& q, bool& shrunk, int32_t& t
   }
   ++level_;
   Node n = read(q);
-  if (n.k.right != 0) {
-    int32_t child = n.k.right;
+  if (n.child[kRight] != 0) {
+    int32_t child = n.child[kRight];
     take_predecessor(q, child, shrunk, taken);
-    n.k.right = child;
-    if (shrunk) n = right_shrunk(n, parent, shrunk);
+    n.child[kRight] = child;
+    if (shrunk) n = rebalance(n, kLeft, Cause::kShrank, parent, shrunk);
     write(n);
     q = n.id;
   } else {
     taken = q;
-    set_parent(n.k.left, parent);
-    q = n.k.left;
+    set_parent(n.child[kLeft], parent);
+    q = n.child[kLeft];
     shrunk = true;
   }
   --level_;
-}
-
-Node Tree::left_shrunk(Node p, int32_t parent, bool& shrunk) {
-  if (p.k.balance == -1) {
-    p.k.balance = 0;
-    return p;
-  }
-  if (p.k.balance == 0) {
-    p.k.balance = 1;
-    shrunk = false;
-    return p;
-  }
-  Node p1 = read(p.k.right);
-  if (p1.k.balance >= 0) {
-    const bool wasEven = p1.k.balance == 0;
-    rotate_left(p, p1, parent);
-    p.k.balance = wasEven ? 1 : 0;
-    p1.k.balance = wasEven ? -1 : 0;
-    if (wasEven) shrunk = false;
-    write(p);
-    return p1;
-  }
-  Node p2 = read(p1.k.left);
-  rotate_right_left_keeping_parent_links(p, p1, p2);
-  write(p);
-  write(p1);
-  return p2;
-}
-
-Node Tree::right_shrunk(Node p, int32_t parent, bool& shrunk) {
-  if (p.k.balance == 1) {
-    p.k.balance = 0;
-    return p;
-  }
-  if (p.k.balance == 0) {
-    p.k.balance = -1;
-    shrunk = false;
-    return p;
-  }
-  Node p1 = read(p.k.left);
-  if (p1.k.balance <= 0) {
-    const bool wasEven = p1.k.balance == 0;
-    rotate_right(p, p1, parent);
-    p.k.balance = wasEven ? -1 : 0;
-    p1.k.balance = wasEven ? 1 : 0;
-    if (wasEven) shrunk = false;
-    write(p);
-    return p1;
-  }
-  Node p2 = read(p1.k.right);
-  rotate_left_right(p, p1, p2, parent);
-  write(p);
-  write(p1);
-  return p2;
 }
 
 // ---- Walk -----------------------------------------------------------------------------
@@ -491,9 +418,9 @@ void Tree::walk(int32_t n) {
   ++t_->depth;
   if (n != 0) {
     Node node = read(n);
-    walk(node.k.left);
+    walk(node.child[kLeft]);
     flag_ = t_->Visit(store_, n, t_->depth);
-    if (flag_ > 0) walk(node.k.right);
+    if (flag_ > 0) walk(node.child[kRight]);
   }
   --t_->depth;
 }

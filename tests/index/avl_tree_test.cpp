@@ -380,6 +380,139 @@ TYPED_TEST(AvlTreeTest, WalkOrderDepthsStopRuleAndNesting) {
   EXPECT_EQ(inner.store.visits, (Visits{{1, 2}, {2, 1}}));
 }
 
+// ---- The stored image -----------------------------------------------------------
+// Designation indexes and key files on disk were built by this tree, stale
+// parent words included, and a tree that rebuilt them would have to produce
+// the very same bytes. So beyond the structure checks above, a long seeded
+// run of inserts and deletes must leave exactly the node store it always
+// has. The image is the root followed by every slot's 14-byte node in the
+// little-endian layout key files use, kept here as its length and FNV-1a 64
+// after each phase; the first phase whose image differs names the kind of
+// operation that changed.
+
+uint64_t Fnv1a64(const std::vector<uint8_t>& bytes) {
+  uint64_t h = 0xcbf29ce484222325ull;
+  for (uint8_t b : bytes) h = (h ^ b) * 0x100000001b3ull;
+  return h;
+}
+
+void PutLe(std::vector<uint8_t>& out, uint32_t v, int bytes) {
+  for (int i = 0; i < bytes; ++i) out.push_back(static_cast<uint8_t>(v >> (8 * i)));
+}
+
+std::vector<uint8_t> StoreImage(const Store& s) {
+  std::vector<uint8_t> out;
+  PutLe(out, static_cast<uint32_t>(s.root), 4);
+  for (const AvlKnoten& k : s.nodes) {
+    PutLe(out, static_cast<uint32_t>(k.parent), 4);
+    PutLe(out, static_cast<uint32_t>(k.left), 4);
+    PutLe(out, static_cast<uint32_t>(k.right), 4);
+    PutLe(out, static_cast<uint16_t>(k.balance), 2);
+  }
+  return out;
+}
+
+// splitmix64: a generator fixed here, so the sequence does not depend on a
+// standard library's distributions.
+struct Rng {
+  uint64_t s;
+  uint32_t below(uint32_t n) {
+    uint64_t z = (s += 0x9e3779b97f4a7c15ull);
+    z = (z ^ (z >> 30)) * 0xbf58476d1ce4e5b9ull;
+    z = (z ^ (z >> 27)) * 0x94d049bb133111ebull;
+    return static_cast<uint32_t>((z ^ (z >> 31)) % n);
+  }
+};
+
+// Nodes whose stored parent word is neither 0 nor the real parent: only the
+// double rotation after a left subtree shrank leaves such words behind.
+template <typename F>
+int32_t StaleNonZeroParents(const Tree<F>& tr, int32_t n, int32_t parent) {
+  if (n == 0) return 0;
+  const AvlKnoten k = tr.Node(n);
+  const int32_t stale = (k.parent != 0 && k.parent != parent) ? 1 : 0;
+  return stale + StaleNonZeroParents(tr, k.left, n) + StaleNonZeroParents(tr, k.right, n);
+}
+
+TYPED_TEST(AvlTreeTest, LongSeededRunLeavesTheNodeStoreItAlwaysHas) {
+  struct Golden {
+    const char* phase;
+    size_t length;
+    uint64_t fnv;
+  };
+  const Golden golden[] = {
+      {"random inserts", 19618, 0xbae9b6b2ae925a2full},
+      {"inserts and deletes mixed", 19618, 0x4e2aa80a2f9a4505ull},
+      {"ascending and descending runs", 19618, 0xa83e8f1f134c1cbeull},
+      {"delete everything", 19618, 0x10acd7e7e0b247bbull},
+  };
+
+  // Elements 1..N carry distinct keys in shuffled order; element e + N
+  // shares e's key, so it is refused while e is in and deleting it removes e.
+  constexpr int32_t N = 700;
+  auto& tr = this->tr;
+  Rng rng{20240611};
+  std::vector<int32_t> keyOf(2 * N);
+  for (int32_t i = 0; i < N; ++i) keyOf[i] = 10 * (i + 1);
+  for (int32_t i = N - 1; i > 0; --i) std::swap(keyOf[i], keyOf[rng.below(static_cast<uint32_t>(i) + 1)]);
+  for (int32_t i = 0; i < N; ++i) keyOf[i + N] = keyOf[i];
+  tr.Make(2 * N, keyOf);
+
+  std::set<int32_t> present;
+  auto insert = [&](int32_t e) {
+    tr.Insert(e);
+    present.insert(keyOf[e - 1]);
+  };
+  auto remove = [&](int32_t e) {
+    tr.Delete(e);
+    present.erase(keyOf[e - 1]);
+  };
+  auto element = [&] { return 1 + static_cast<int32_t>(rng.below(2 * N)); };
+  // Elements 1..N sorted by key, for the runs in key order.
+  std::vector<int32_t> byKey(N);
+  std::iota(byKey.begin(), byKey.end(), 1);
+  std::sort(byKey.begin(), byKey.end(), [&](int32_t a, int32_t b) { return keyOf[a - 1] < keyOf[b - 1]; });
+
+  int32_t mostStale = 0;
+  size_t phase = 0;
+  auto checkpoint = [&] {
+    tr.Verify(present, false);
+    mostStale = std::max(mostStale, StaleNonZeroParents(tr, tr.store.root, 0));
+    const std::vector<uint8_t> image = StoreImage(tr.store);
+    const Golden& g = golden[phase++];
+    if (image.size() == g.length && Fnv1a64(image) == g.fnv) return;
+    ADD_FAILURE() << "the node store after '" << g.phase << "' is not the one this tree has always written:\n"
+        << "  now      " << image.size() << " bytes, FNV-1a 64 0x" << std::hex << Fnv1a64(image) << "\n"
+        << "  expected " << std::dec << g.length << " bytes, FNV-1a 64 0x" << std::hex << g.fnv << "\n"
+        << "Existing indexes carry these bytes, stale parent words included; a rotation, a balance "
+           "or a parent-link update now writes something else.";
+  };
+
+  for (int i = 0; i < 2 * N / 3; ++i) insert(element());
+  checkpoint();
+  for (int i = 0; i < 12000; ++i) {
+    const int32_t e = element();
+    if (rng.below(2) == 0) {
+      insert(e);
+    } else {
+      remove(e);
+    }
+  }
+  checkpoint();
+  // Whole runs in key order and against it, then every other one out.
+  for (int32_t e : byKey) remove(e);
+  for (size_t i = 0; i < byKey.size(); i += 3) insert(byKey[i]);
+  for (size_t i = byKey.size(); i-- > 0;) insert(byKey[i] + (i % 2 ? N : 0));
+  for (size_t i = 0; i < byKey.size(); i += 2) remove(byKey[i]);
+  checkpoint();
+  while (!present.empty()) remove(element());
+  EXPECT_EQ(tr.store.root, 0);
+  checkpoint();
+
+  // The run went through the double rotation that writes no parent links.
+  EXPECT_GT(mostStale, 0);
+}
+
 // ---- Clearing and its progress -----------------------------------------------
 
 std::vector<int32_t> g_progress;
