@@ -143,9 +143,9 @@ int32_t LastSlotInFile(const DbaFile* f, FileHandle h) {
 // records written past the slot count (imports, block writes) have owners
 // the header does not know. Neither may be zeroed by an append.
 // Why one write: a crash between a zeroed record and its head would leave a
-// slot whose state 0 every walk counts as a customer. Now a crash before the
-// header write leaves at most one free slot outside the chain, which
-// DBA_Reo links in; the next append steps past it.
+// slot whose state 0 every walk delivers as an item in use. With one write,
+// a crash before the header write leaves at most one free slot outside the
+// chain, which DBA_Reo links in; the next append steps past it.
 int32_t AppendSlotOn(DbaFile* f, FileHandle h) {
   DbaHeader header;
   if (!ReadHeaderOn(h, &header) || !HeaderSane(header) || header.slotCount >= DBA_MAX_SLOTS) return 0;
