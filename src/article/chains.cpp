@@ -11,16 +11,18 @@
 // lock. The article head is changed under the article's record lock; the
 // designation head under the function lock "LCK_BEZLIB" (serialising the
 // whole chain update across stations) plus the designation's record lock;
-// the customer head has no lock. The caller holds the lock of the item it
+// the customer head under the customer's record lock. The caller holds the lock of the item it
 // links (always before any head lock) and writes that item itself.
 #include <cstring>
+#include <optional>
 
 #include "article/database.h"
 #include "kvdata/artlib.h"
 #include "kvdata/bezlib.h"
-#include "kvdata/kundendba.h"
 #include "kvdata/kvlockdb.h"
+#include "partner/kunden.h"
 #include "services/fileio.h"
+#include "services/platform.h"
 
 namespace kv::database {
 
@@ -28,6 +30,7 @@ namespace {
 
 constexpr const char* kBezLock = "LCK_BEZLIB";
 constexpr int32_t kBezLockWaitMs = 10000;
+constexpr int32_t kTailRetryMs = 20;
 
 // Where a chain's links lie in the item.
 struct Links {
@@ -109,35 +112,35 @@ struct DesignationOps {
 };
 using DesignationHead = LockedHead<DesignationOps>;
 
-// The customer head sits inside the customer record; the customer family
-// reads and writes it whole (without touching its search files), and
-// without a lock.
+// The customer head sits inside the customer record. It is changed under the
+// customer's record lock, held from the read of the head to its write, and
+// written alone (with the record's last write stamp), so that neither a
+// second till appending to the same customer nor an office saving the
+// customer meanwhile can drop a link. A free customer record takes no head.
 class CustomerHead : public HeadStore {
  public:
   explicit CustomerHead(int32_t n) : n_(n) {}
-  bool open() override { return true; }
-  void close() override {}
-  bool read(Head& h) override {
-    if (KundenDBA_LeseKunde(n_, &rec_) != 1) return false;
-    h = {rec_.firstItem, rec_.lastItem};
-    return true;
+  bool open() override {
+    lock_.emplace(n_);
+    return lock_->ok();
   }
-  bool write(const Head& h) override {
-    rec_.firstItem = h.first;
-    rec_.lastItem = h.last;
-    return KundenDBA_SchreibeKunde(n_, &rec_, 0) == 1;
-  }
+  void close() override { lock_.reset(); }
+  bool read(Head& h) override { return partner::ReadChainHeads(n_, &h.first, &h.last) == 1; }
+  bool write(const Head& h) override { return partner::WriteChainHeads(n_, h.first, h.last) == 1; }
 
  private:
   int32_t n_;
-  Kunde rec_{};
+  std::optional<partner::CustomerLock> lock_;
 };
 
-// Sets one link of item id on disk under the item's record lock.
-bool set_link(int32_t id, int32_t Einzelteil::*field, int32_t value) {
+// Sets one link of item id on disk under the item's record lock. Given
+// `busy`, a record locked elsewhere is not waited for: false, *busy = true.
+bool set_link(int32_t id, int32_t Einzelteil::*field, int32_t value, bool* busy = nullptr) {
   if (open() == kInvalidHandle) return false;
   bool ok = false;
-  if (lock(id) == 1) {
+  const bool locked = (busy == nullptr ? lock(id) : try_lock(id)) == 1;
+  if (busy != nullptr) *busy = !locked;
+  if (locked) {
     Einzelteil n;
     if (read(id, &n) == 1) {
       n.*field = value;
@@ -151,24 +154,37 @@ bool set_link(int32_t id, int32_t Einzelteil::*field, int32_t value) {
 
 // Append: the old tail's next and r's prev point at each other, the head's
 // last (and, for an empty chain, its first) becomes id.
+//
+// The tail is linked while the head's lock is held, but the tail's own
+// record lock may belong to a station that is moving that very item out of
+// this chain and now waits for the head's lock: each would wait for the
+// other until the lock time-out, and one of them would drop a link. So the
+// tail is only tried; when it is busy the head is let go for a moment (the
+// other station finishes its move) and the append starts again from the
+// head as it is then, for as long as the lock time-out allows.
 bool append(int32_t id, Einzelteil& r, Links links, HeadStore& store) {
   r.*links.prev = 0;
   r.*links.next = 0;
-  if (!store.open()) return false;
-  Head h;
-  bool ok = store.read(h);
-  if (ok && h.last != 0) {
-    ok = set_link(h.last, links.next, id);
-    if (ok) r.*links.prev = h.last;
-  } else if (ok) {
-    h.first = id;
+  const int32_t patienceMs = FileIO_GetLockTimeout();
+  for (int32_t waited = 0;; waited += kTailRetryMs) {
+    if (!store.open()) return false;
+    Head h;
+    bool ok = store.read(h);
+    bool tailBusy = false;
+    if (ok && h.last != 0) {
+      ok = set_link(h.last, links.next, id, &tailBusy);
+      if (ok) r.*links.prev = h.last;
+    } else if (ok) {
+      h.first = id;
+    }
+    if (ok) {
+      h.last = id;
+      ok = store.write(h);
+    }
+    store.close();
+    if (ok || !tailBusy || waited >= patienceMs) return ok;
+    SleepMs(kTailRetryMs);
   }
-  if (ok) {
-    h.last = id;
-    ok = store.write(h);
-  }
-  store.close();
-  return ok;
 }
 
 // Remove: the neighbours are joined, the head follows when r was at an

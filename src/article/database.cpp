@@ -117,6 +117,7 @@ int32_t valid(int32_t id, void* record) {
 
 int32_t lock(int32_t id) { return g_file.openCount > 0 && fixed::LockRecord(g_file, id) ? 1 : 0; }
 int32_t unlock(int32_t id) { return g_file.openCount > 0 && fixed::UnlockRecord(g_file, id) ? 1 : 0; }
+int32_t try_lock(int32_t id) { return g_file.openCount > 0 && fixed::TryLockRecord(g_file, id) ? 1 : 0; }
 
 static int32_t block_bytes(int32_t first, int32_t count) {
   int64_t bytes = static_cast<int64_t>(count) * kSize;

@@ -28,6 +28,8 @@ int32_t lese(int32_t id, void* record);
 int32_t valid(int32_t id, void* record);
 int32_t lock(int32_t id);
 int32_t unlock(int32_t id);
+// lock() without waiting: 0 at once while another handle holds the record.
+int32_t try_lock(int32_t id);
 int32_t block_read(int32_t handle, int32_t first, void* buffer, int32_t count);
 int32_t block_write(int32_t handle, int32_t first, const void* buffer, int32_t count);
 int32_t free_id();

@@ -97,6 +97,10 @@ bool LockRecord(const File& f, int32_t n) {
   return InRange(f, n) && FileIO_Lock(f.handle, RecordPos(f.recordSize, n), f.recordSize) != 0;
 }
 
+bool TryLockRecord(const File& f, int32_t n) {
+  return InRange(f, n) && FileIO_TryLock(f.handle, RecordPos(f.recordSize, n), f.recordSize) != 0;
+}
+
 bool UnlockRecord(const File& f, int32_t n) {
   return InRange(f, n) && FileIO_Unlock(f.handle, RecordPos(f.recordSize, n), f.recordSize) != 0;
 }

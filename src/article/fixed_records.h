@@ -50,6 +50,8 @@ bool WriteRecord(const File& f, int32_t n, const void* record);
 // Byte-range lock / unlock of the record's own bytes on the open handle.
 bool LockRecord(const File& f, int32_t n);
 bool UnlockRecord(const File& f, int32_t n);
+// As LockRecord without waiting for another handle's lock.
+bool TryLockRecord(const File& f, int32_t n);
 
 // Setup, then creates the file when it is missing (records 0 .. count,
 // each filled by clear) or enlarges it when it holds fewer. True when the
