@@ -55,7 +55,8 @@ struct DbaState {
 // Reads a record file with record size R. Structural faults are always
 // defects: short header, ragged size, slot count beyond the file or above
 // 256000, a free chain that loops, leaves the file or holds an item in use,
-// an item in use above the slot count. With exact set (a quiet file: nobody
+// an item in use above the slot count, more items than the used count that
+// a walk would deliver (it stops early and hides the last ones). With exact set (a quiet file: nobody
 // was interrupted) leaked items and a skewed used count are defects too.
 DbaState CheckDba(const std::string& path, int32_t recordSize, bool exact);
 
