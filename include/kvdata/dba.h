@@ -17,6 +17,20 @@
  *   item lock    the R bytes of item n  (families around read-modify-write)
  *   order        item before header where both are held.
  *
+ * Several stations: DBA_NewITEM and DBA_DeleteITEM change the free chain and
+ * the counts only under the header lock, so two stations never take one item.
+ * A crash (a station switched off, a killed process) can leave, at most once
+ * per interrupted call:
+ *   - an append cut before its header write: one free slot past the slot
+ *     count that no chain reaches (the next append steps past it);
+ *   - a delete cut between item head and header: one free item outside the
+ *     chain, still counted as used;
+ *   - a family killed between DBA_NewITEM and its first write of the item:
+ *     one item out of the chain whose head still says free (counted as used,
+ *     skipped by the walks).
+ * Walks skip all three, and no item ever has two owners; DBA_Reo (run when
+ * nobody else works on the file) links them into the chain and recounts.
+ *
  * Every function takes the caller-owned descriptor first. A null descriptor,
  * an item number below 1, a null buffer or a negative length give the failure
  * result (0, or a null pointer where the result is a descriptor) and touch no
@@ -150,16 +164,31 @@ KV_API int32_t DBA_UnlockBlockDATA(DbaFile* file, int32_t item, int32_t length);
 /* ---- Items --------------------------------------------------------------- */
 
 /* Takes an item from the free chain or appends one (header lock held while
- * the chain is read and rewritten, released around the append). The item's
- * head is left free (-1): the caller writes the whole record afterwards.
- * Returns the item number, 0 when the file is full (256000) or cannot grow. */
+ * the chain is read and rewritten, released around the append). An item
+ * taken from above the slot count (a reorganisation leaves free slots there
+ * in the chain) raises the slot count to it in the same header write, so
+ * every item in use lies within the slot count. An append starts past the
+ * last whole slot in the file (and past the slot count), never over a slot
+ * that exists; it writes the record, zeroed but for its head {-1, old free
+ * head}, in one write, then the header. The item's head is left free (-1):
+ * the caller writes the whole record afterwards. Returns the item number,
+ * 0 when the file is full (256000) or cannot grow. */
 KV_API int32_t DBA_NewITEM(DbaFile* file);
 /* The number the next DBA_NewITEM will return, without taking it (appends a
  * slot when the chain is empty); 0 if the file is full. */
 KV_API int32_t DBA_NextFreeITEM(DbaFile* file);
-/* Frees item n: links it in front of the free chain, used count - 1, stamps
- * the time (item lock, then header lock). Item 0 is ignored. A second delete
- * of the same item is not detected. */
+/* Frees item n: writes its head {-1, old free head}, then the header (free
+ * head := n, used count - 1, time stamped), under the item lock, then the
+ * header lock. Item 0 is ignored. When either lock is refused past the host
+ * lock time-out, nothing is changed (the item's head still shows its old
+ * state).
+ * A second delete of the same item is not detected: it would link the item
+ * into the chain twice and count it down twice. Another station may free an
+ * item between a caller's read and its delete, so a direct caller frees like
+ * this: DBA_OpenDBA, DBA_LockDATA(n), read the item head; only when its state
+ * is not -1, DBA_DeleteITEM(n) (it runs under the caller's item lock, taken
+ * through the same descriptor); read the head again to tell a freed item
+ * (-1) from a refused one; DBA_UnlockDATA(n), DBA_CloseDBA. */
 KV_API void DBA_DeleteITEM(DbaFile* file, int32_t item);
 /* 1 if the item's 8-byte head can be read (free items count), 0 for item 0
  * or a number past the end. */

@@ -16,10 +16,38 @@
  *
  * Customer numbers run from 1 to KUNDEN_MAX (256000). Every single-record
  * operation refuses a number outside that range with result 0 before it
- * touches a file. Record writes of this family take no lock; only
- * KundenDBA_NeuerKunde and KundenDBA_LoescheKunde lock (the DBA header, and
- * the item while it is freed). The process-wide descriptors are not guarded:
- * one thread at a time. Current record format: version 540. */
+ * touches a file. The process-wide descriptors are not guarded: one thread
+ * at a time. Current record format: version 540.
+ *
+ * Several stations on one data directory. Every single-record change of a
+ * customer (KundenDBA_SchreibeKunde, KundenDBA_Write, KundenDBA_LoescheKunde,
+ * the declaration flag, KundenDBA_KundenAlleBenutzbar, and the single-item
+ * chain updates) runs under that customer's record lock (its 1299 bytes in
+ * KUNDEN.DBA), waiting up to the host lock time-out; refused, it writes
+ * nothing and returns 0. Under the lock they decide from the record on disk:
+ *   - KundenDBA_NeuerKunde marks the new number's record taken at once (a
+ *     cleared record with reference count 1), so a save can tell a fresh
+ *     number from one another station has freed;
+ *   - a save onto a record that is free on disk (reference count -1: the
+ *     customer was deleted meanwhile) is refused: 0, nothing written, the
+ *     search files untouched;
+ *   - a delete of a record that is free already does nothing (result 1), so
+ *     a customer deleted at two stations is freed once;
+ *   - the chain heads at offsets 911 and 915 (first and last single item
+ *     sold to the customer) belong to the single-item file: it changes them
+ *     under the customer's lock with one write of bytes 907..918 (last write
+ *     date and time, both heads). Every single-record save writes the heads
+ *     it finds on disk under the same lock (and copies them into the
+ *     caller's record), never the caller's, so an edit in the office never
+ *     drops an item a till has just linked.
+ * Block writes (KundenDBA_WriteBlock), KundenDBA_MitAllenKundenRW,
+ * KundenDBA_SchreibeImportKunde and the upgrades are administrative: they
+ * write whole records as given, heads included, without these locks. Run
+ * them when no till works on the customers.
+ * A crash can leave: a number taken by KundenDBA_NeuerKunde and never saved
+ * (a cleared record in use, no flags, no surname), or a customer freed whose
+ * search entries are still set; KundenDBA_Reo frees the first, and search
+ * entries of free numbers are never read as customers. */
 #ifndef KVDATA_KUNDENDBA_H
 #define KVDATA_KUNDENDBA_H
 
@@ -225,7 +253,10 @@ KV_API int32_t KundenDBA_AddEWtoK(const char* path);
 /* Nested open / close of KUNDEN.DBA. Open: 1 if the file is open. Close: 1. */
 KV_API int32_t KundenDBA_Open(void);
 KV_API int32_t KundenDBA_Close(void);
-/* Takes a free customer number (header lock); 0 when the file is full. */
+/* Takes a free customer number (header lock) and marks its record taken:
+ * a cleared record (KundenDBA_ClearKunde) with reference count 1, stamped.
+ * 0 when the file is full or the record could not be marked (the number then
+ * goes back to the free chain). */
 KV_API int32_t KundenDBA_NeuerKunde(void);
 /* The number the next KundenDBA_NeuerKunde will return; 0 when full. */
 KV_API int32_t KundenDBA_NextFreeKunde(void);
@@ -235,12 +266,19 @@ KV_API int32_t KundenDBA_NextFreeKunde(void);
 /* Reads customer number (1299 bytes) into record; opens and closes by
  * itself. 1 on success, 0 otherwise. */
 KV_API int32_t KundenDBA_LeseKunde(int32_t number, void* record);
-/* Stamps the record's last write date and time and writes it. With
- * updateSearch != 0 the name and bank search entries are written first (a
- * search file that does not open is skipped). Result of the record write. */
+/* Under the customer's record lock: refuses (0, nothing written) when the
+ * record on disk is free; copies the chain heads on disk (911, 915) into
+ * record; with updateSearch != 0 writes the name and bank search entries (a
+ * search file that does not open is skipped); stamps the record's last write
+ * date and time and writes it. Result of the record write; 0 when the lock
+ * is refused past the time-out. */
 KV_API int32_t KundenDBA_SchreibeKunde(int32_t number, void* record, int32_t updateSearch);
-/* Clears the customer's record, frees the number (item, then header lock)
- * and zeroes both search entries. 1, or 0 for a number out of range. */
+/* Under the customer's record lock: when the record is not free yet,
+ * writes it cleared with the free head in one write, frees the number
+ * (header lock) and zeroes both search entries. 1 also when the record was
+ * free already or lies past the end of the file; 0 for a number out of
+ * range, or when a lock was refused past the time-out (the record and the
+ * search entries are left as they were). */
 KV_API int32_t KundenDBA_LoescheKunde(int32_t number);
 /* Writes an imported record at number without taking the number from the
  * free chain: reference count 1, flag usable, codes 1, 2, 4 := 33, stamped;
@@ -249,13 +287,17 @@ KV_API int32_t KundenDBA_SchreibeImportKunde(int32_t number, void* record);
 /* Zeroes the 1299 bytes, then codes 1, 2, 4 := 33 and code 3 := 0. */
 KV_API void KundenDBA_ClearKunde(void* record);
 /* Read / write one record inside an open bracket (KundenDBA_Open). Write
- * stamps the record first and updates no search file. 1 / 0. */
+ * saves as KundenDBA_SchreibeKunde does (record lock, refused onto a free
+ * record, chain heads from disk, stamped) and updates no search file. 1 / 0
+ * (0 also outside an open bracket). */
 KV_API int32_t KundenDBA_Read(int32_t number, void* record);
 KV_API int32_t KundenDBA_Write(int32_t number, void* record);
 /* count consecutive records from first in one transfer, inside an open
  * bracket; refused (0) when first < 1, count < 1 or first + count > 256000
  * (so the last number can only be read singly). WriteBlock stamps each
- * record before the write. 1 / 0. */
+ * record before the write. 1 / 0. WriteBlock is administrative: it writes
+ * the records as given, item heads and chain heads included, without the
+ * customers' locks; run it when no other station works on the customers. */
 KV_API int32_t KundenDBA_ReadBlock(int32_t first, void* records, int32_t count);
 KV_API int32_t KundenDBA_WriteBlock(int32_t first, void* records, int32_t count);
 /* Last write date := today, last write time := now. */
@@ -265,11 +307,15 @@ KV_API void KundenDBA_SetLastWriteTime(void* record);
 
 /* Calls callback(number, record) for every customer in use, in number
  * order, reporting progress. The RW form writes the record back when the
- * callback returns > 0 and stops at < 0. 1 when the file opened, else 0. */
+ * callback returns > 0 and stops at < 0 (whole records, without locks: an
+ * administrative walk). 1 when the file opened, else 0. */
 KV_API int32_t KundenDBA_MitAllenKunden(DbaItemCallback callback);
 KV_API int32_t KundenDBA_MitAllenKundenRW(DbaItemCallback callback);
-/* Sets the usable flag (stamped write) on every record 1..KundenDBA_GetMAX,
- * the file held open throughout. 1 when the file opened, else 0. */
+/* Sets the usable flag (stamped write) on every customer in use
+ * 1..KundenDBA_GetMAX, each under its record lock, keeping the chain heads
+ * on disk; free records and records another station holds past the lock
+ * time-out are left alone. The file is held open throughout. 1 when the file
+ * opened, else 0. */
 KV_API int32_t KundenDBA_KundenAlleBenutzbar(void);
 /* Rebuilds the customer file: header version 540, change time now, its last
  * 20 bytes zeroed; a record without flags and without surname is cleared

@@ -11,15 +11,16 @@
 // lock. The article head is changed under the article's record lock; the
 // designation head under the function lock "LCK_BEZLIB" (serialising the
 // whole chain update across stations) plus the designation's record lock;
-// the customer head has no lock. The caller holds the lock of the item it
+// the customer head under the customer's record lock. The caller holds the lock of the item it
 // links (always before any head lock) and writes that item itself.
 #include <cstring>
+#include <optional>
 
 #include "article/database.h"
 #include "kvdata/artlib.h"
 #include "kvdata/bezlib.h"
-#include "kvdata/kundendba.h"
 #include "kvdata/kvlockdb.h"
+#include "partner/kunden.h"
 #include "services/fileio.h"
 
 namespace kv::database {
@@ -109,28 +110,25 @@ struct DesignationOps {
 };
 using DesignationHead = LockedHead<DesignationOps>;
 
-// The customer head sits inside the customer record; the customer family
-// reads and writes it whole (without touching its search files), and
-// without a lock.
+// The customer head sits inside the customer record. It is changed under the
+// customer's record lock, held from the read of the head to its write, and
+// written alone (with the record's last write stamp), so that neither a
+// second till appending to the same customer nor an office saving the
+// customer meanwhile can drop a link. A free customer record takes no head.
 class CustomerHead : public HeadStore {
  public:
   explicit CustomerHead(int32_t n) : n_(n) {}
-  bool open() override { return true; }
-  void close() override {}
-  bool read(Head& h) override {
-    if (KundenDBA_LeseKunde(n_, &rec_) != 1) return false;
-    h = {rec_.firstItem, rec_.lastItem};
-    return true;
+  bool open() override {
+    lock_.emplace(n_);
+    return lock_->ok();
   }
-  bool write(const Head& h) override {
-    rec_.firstItem = h.first;
-    rec_.lastItem = h.last;
-    return KundenDBA_SchreibeKunde(n_, &rec_, 0) == 1;
-  }
+  void close() override { lock_.reset(); }
+  bool read(Head& h) override { return partner::ReadChainHeads(n_, &h.first, &h.last) == 1; }
+  bool write(const Head& h) override { return partner::WriteChainHeads(n_, h.first, h.last) == 1; }
 
  private:
   int32_t n_;
-  Kunde rec_{};
+  std::optional<partner::CustomerLock> lock_;
 };
 
 // Sets one link of item id on disk under the item's record lock.

@@ -14,13 +14,30 @@
 //  2. Freeing writes the item head {-1, old free head} before the header that
 //     points to it. A crash between the two leaves a free item outside the
 //     chain (DBA_Reo finds it again) instead of a chain through a used item.
+//  3. A slot is appended past the last slot in the file, its record and head
+//     in one write, and the header follows; taking a free item above the slot
+//     count (left in the chain by DBA_Reo) raises the slot count in the same
+//     header write. So an item in use never lies above the slot count, and
+//     an append never zeroes a record that has an owner.
 // A free head whose item is not marked free (-1) is a damaged chain: the
 // engine refuses to hand that item out rather than give a used record a
 // second owner; DBA_Reo repairs the chain.
+//
+// What a crash can leave behind (each repaired by DBA_Reo, which rebuilds the
+// chain and the counts from the item heads):
+//  - during an append, before the header write: one free slot outside the
+//    chain at the end of the file (the next append steps past it);
+//  - during a free, between item head and header: one free item outside the
+//    chain, still counted as used;
+//  - between DBA_NewITEM and the family's first write of the item: one item
+//    taken from the chain whose head still says free (counted as used, never
+//    delivered by a walk).
+// None of them lets two owners share an item.
 #include "core/dba_file.h"
 
 #include <bit>
 #include <cstring>
+#include <vector>
 
 #include "services/fileio.h"
 #include "services/platform.h"
@@ -39,43 +56,8 @@ bool PathTerminated(const DbaFile* f) {
   return std::memchr(f->path, '\0', sizeof f->path) != nullptr && f->path[0] != '\0';
 }
 
-// A byte-range lock for one scope. When the lock is refused because this very
-// handle already holds an overlapping range, the caller of the engine holds
-// it (for example DBA_LockDATA before DBA_DeleteITEM): the operation then
-// runs under that lock and leaves it to its owner.
-class HeldRange {
- public:
-  HeldRange(FileHandle h, int64_t position, int64_t length) : h_(h), position_(position), length_(length) {
-    if (FileIO_Lock(h, position, length)) {
-      taken_ = ok_ = true;
-    } else {
-      ok_ = FileIO_HoldsLock(h, position, length) != 0;
-    }
-  }
-  ~HeldRange() { Release(); }
-  HeldRange(const HeldRange&) = delete;
-  HeldRange& operator=(const HeldRange&) = delete;
-  bool ok() const { return ok_; }
-  bool taken() const { return taken_; }
-  void Release() {
-    if (taken_) FileIO_Unlock(h_, position_, length_);
-    taken_ = false;
-  }
-
- private:
-  FileHandle h_;
-  int64_t position_, length_;
-  bool taken_ = false;
-  bool ok_ = false;
-};
-
 bool ReadHeaderOn(FileHandle h, DbaHeader* header) {
   return FileIO_SetPos(h, 0) == 0 && FileIO_Read(h, header, kHeaderSize) == kHeaderSize;
-}
-
-bool ReadHeadOn(FileHandle h, const DbaFile* f, int32_t item, DbaItemHead* head) {
-  const int64_t pos = ItemPosition(f, item);
-  return pos > 0 && FileIO_SetPos(h, pos) == pos && FileIO_Read(h, head, sizeof *head) == sizeof *head;
 }
 
 bool WriteHeaderOn(FileHandle h, const DbaHeader& header) {
@@ -140,30 +122,49 @@ bool Inspect(DbaFile* f) {
   return ok;
 }
 
-// Appends slot n = slot count + 1: a zeroed record, then the item head
-// {-1, old free head}, then the header (free head := n, slot count := n).
+// The highest item whose R bytes lie wholly in the file (0 for none). A
+// piece of a slot at the end (a write cut short) does not count.
+int32_t LastSlotInFile(const DbaFile* f, FileHandle h) {
+  const int64_t size = FileIO_Size(h);
+  const int64_t base = kHeaderSize + int64_t{8} * f->idCapacity;
+  if (size < base) return 0;
+  const int64_t whole = (size - base) / f->recordSize - 1;  // slot 0 is the gap
+  if (whole < 0) return 0;
+  return whole > DBA_MAX_SLOTS ? DBA_MAX_SLOTS : static_cast<int32_t>(whole);
+}
+
+// Appends one slot past the last slot of the file and past the slot count:
+// the whole record, its head {-1, old free head} already in place, goes out
+// in one write, then the header (free head := n, slot count := n).
 // Works through `h`, which holds the header lock; returns n or 0.
+//
+// Why past the end of the file and not after the slot count: after a
+// reorganisation free slots above the slot count stay in the chain, and
+// records written past the slot count (imports, block writes) have owners
+// the header does not know. Neither may be zeroed by an append.
+// Why one write: a crash between a zeroed record and its head would leave a
+// slot whose state 0 every walk counts as a customer. Now a crash before the
+// header write leaves at most one free slot outside the chain, which
+// DBA_Reo links in; the next append steps past it.
 int32_t AppendSlotOn(DbaFile* f, FileHandle h) {
   DbaHeader header;
   if (!ReadHeaderOn(h, &header) || !HeaderSane(header) || header.slotCount >= DBA_MAX_SLOTS) return 0;
-  // The append starts after the slot count. A reorganisation leaves free
-  // slots above the slot count in the chain; once they are in use, the
-  // append steps over them instead of zeroing a record that has an owner.
-  int32_t n = header.slotCount + 1;
-  DbaItemHead existing;
-  while (n <= DBA_MAX_SLOTS && ReadHeadOn(h, f, n, &existing) && existing.state != -1) ++n;
+  const int32_t inFile = LastSlotInFile(f, h);
+  const int32_t n = (inFile > header.slotCount ? inFile : header.slotCount) + 1;
   if (n > DBA_MAX_SLOTS) return 0;
+  // A free head one past the slot count where no slot exists yet is a
+  // converter's "append next", not a chain to keep.
+  const bool appendNext = header.freeHead == header.slotCount + 1 && header.freeHead > inFile;
+  const DbaItemHead head = {-1, appendNext ? 0 : header.freeHead};
   const int64_t pos = ItemPosition(f, n);
   int32_t written = 0;
-  if (void* zero = Storage_Allocate(f->recordSize)) {
-    std::memset(zero, 0, static_cast<size_t>(f->recordSize));
-    if (FileIO_SetPos(h, pos) == pos) written = FileIO_Write(h, zero, f->recordSize);
-    Storage_Deallocate(zero);
+  if (void* slot = Storage_Allocate(f->recordSize)) {
+    std::memset(slot, 0, static_cast<size_t>(f->recordSize));
+    std::memcpy(slot, &head, sizeof head);
+    if (FileIO_SetPos(h, pos) == pos) written = FileIO_Write(h, slot, f->recordSize);
+    Storage_Deallocate(slot);
   }
-  // A free head that pointed one past the last slot meant "append next".
-  DbaItemHead head = {-1, header.freeHead == n ? 0 : header.freeHead};
-  if (FileIO_SetPos(h, pos) == pos) FileIO_Write(h, &head, sizeof head);
-  if (written != f->recordSize) return 0;  // the slot head stays; the header does not count it
+  if (written != f->recordSize) return 0;  // a cut slot is not counted; the next append rewrites it
   header.freeHead = n;
   header.slotCount = n;
   return WriteHeaderOn(h, header) ? n : 0;
@@ -229,6 +230,10 @@ int32_t Allocate(DbaFile* f, bool take) {
     }
     h.freeHead = head.nextFree == n ? 0 : head.nextFree;  // a self-link ends the chain
     h.usedCount += 1;
+    // After a reorganisation free slots above the slot count stay in the
+    // chain. Taking one raises the slot count with it, so that every item in
+    // use lies within the bound the families walk and address by.
+    if (n > h.slotCount) h.slotCount = n;
     h.lastChange = UnixTimeNow32();
     if (WriteHeaderOn(f->handle, h)) result = n;
     break;
@@ -365,6 +370,27 @@ int32_t SetData(DbaFile* f, int32_t item, const void* buffer, int32_t length) {
   return FileIO_Write(f->handle, buffer, length) == length ? 1 : 0;
 }
 
+namespace {
+// Position of `offset` inside item n, -1 when the part does not lie in it.
+int64_t PartPosition(DbaFile* f, int32_t item, int32_t offset, const void* buffer, int32_t length) {
+  if (buffer == nullptr || offset < 0 || length < 1 || f == nullptr || int64_t{offset} + length > f->recordSize)
+    return -1;
+  const int64_t pos = ItemPosition(f, item);
+  if (pos <= 0 || f->handle == kInvalidHandle || FileIO_SetPos(f->handle, pos + offset) != pos + offset) return -1;
+  return pos + offset;
+}
+}  // namespace
+
+int32_t GetPart(DbaFile* f, int32_t item, int32_t offset, void* buffer, int32_t length) {
+  if (PartPosition(f, item, offset, buffer, length) < 0) return 0;
+  return FileIO_Read(f->handle, buffer, length) == length ? 1 : 0;
+}
+
+int32_t SetPart(DbaFile* f, int32_t item, int32_t offset, const void* buffer, int32_t length) {
+  if (PartPosition(f, item, offset, buffer, length) < 0) return 0;
+  return FileIO_Write(f->handle, buffer, length) == length ? 1 : 0;
+}
+
 int32_t ReadData(DbaFile* f, int32_t item, void* buffer) {
   if (!Usable(f) || item < 1 || buffer == nullptr) return 0;
   if (!OpenWith(f, true)) return 0;  // a failed open leaves count 1, handle -1
@@ -404,27 +430,55 @@ int32_t UnlockBlock(DbaFile* f, int32_t item, int32_t length) {
 int32_t NewItem(DbaFile* f) { return Allocate(f, true); }
 int32_t NextFreeItem(DbaFile* f) { return Allocate(f, false); }
 
-void DeleteItem(DbaFile* f, int32_t item) {
-  if (!Usable(f) || item < 1 || !Open(f)) return;
+bool FreeItem(DbaFile* f, int32_t item, const void* image) {
+  if (!Usable(f) || item < 1 || !Open(f)) return false;
+  bool freed = false;
   HeldRange itemLock(f->handle, ItemPosition(f, item), f->recordSize);
   DbaItemHead head;
   if (itemLock.ok() && ReadItemHead(f, item, &head)) {
     HeldRange headerLock(f->handle, 0, kHeaderSize);
     DbaHeader h;
-    // A second delete of a free item is not detected: it links the item in
-    // again (a self-link, which the allocation treats as the chain's end)
-    // and counts down again, as the files have always behaved.
-    if (headerLock.ok() && ReadHeaderOn(f->handle, &h) && HeaderSane(h) &&
-        WriteItemHead(f, item, DbaItemHead{-1, h.freeHead})) {
-      h.freeHead = item;
-      h.usedCount -= 1;
-      h.lastChange = UnixTimeNow32();
-      WriteHeaderOn(f->handle, h);
+    // A second delete of a free item is not detected here: it links the
+    // item in again (a self-link, which the allocation treats as the chain's
+    // end) and counts down again, as the files have always behaved. The
+    // families test the item's state under its lock before they free it.
+    if (headerLock.ok() && ReadHeaderOn(f->handle, &h) && HeaderSane(h)) {
+      const DbaItemHead freedHead{-1, h.freeHead};
+      bool itemWritten = false;
+      std::vector<unsigned char> before;
+      if (image != nullptr) {
+        // The family's cleared record and the free head in one write; the
+        // record as it was is kept to put back if the header cannot follow.
+        before.resize(static_cast<size_t>(f->recordSize));
+        std::vector<unsigned char> after(static_cast<const unsigned char*>(image),
+                                         static_cast<const unsigned char*>(image) + f->recordSize);
+        std::memcpy(after.data(), &freedHead, sizeof freedHead);
+        itemWritten = GetData(f, item, before.data(), f->recordSize) == 1 &&
+                      SetData(f, item, after.data(), f->recordSize) == 1;
+      } else {
+        itemWritten = WriteItemHead(f, item, freedHead);
+      }
+      if (itemWritten) {
+        h.freeHead = item;
+        h.usedCount -= 1;
+        h.lastChange = UnixTimeNow32();
+        freed = WriteHeaderOn(f->handle, h);
+        if (!freed) {
+          if (image != nullptr) {
+            SetData(f, item, before.data(), f->recordSize);
+          } else {
+            WriteItemHead(f, item, head);
+          }
+        }
+      }
     }
   }
   itemLock.Release();
   Close(f);
+  return freed;
 }
+
+void DeleteItem(DbaFile* f, int32_t item) { FreeItem(f, item, nullptr); }
 
 int32_t ValidItem(DbaFile* f, int32_t item) {
   if (!Usable(f) || item < 1 || !Open(f)) return 0;

@@ -7,6 +7,7 @@
 #include <cstdint>
 
 #include "kvdata/dba.h"
+#include "services/fileio.h"
 
 namespace kv::dba {
 
@@ -34,6 +35,20 @@ int32_t UnlockBlock(DbaFile* f, int32_t item, int32_t length);
 int32_t NewItem(DbaFile* f);
 int32_t NextFreeItem(DbaFile* f);
 void DeleteItem(DbaFile* f, int32_t item);
+// DBA_DeleteITEM with a result: true when the item was freed; false, with
+// nothing changed, when the item or header lock was refused past the host
+// lock time-out, the item head could not be read or the header is damaged.
+// With image (recordSize bytes), the item is written as that record with the
+// free head in its first 8 bytes, in one write with the head; otherwise only
+// the head is written. Like DBA_DeleteITEM it does not look at the item's
+// state: a caller that may meet an item already free tests that first, under
+// the item's lock (held through the same descriptor, the free runs under it).
+bool FreeItem(DbaFile* f, int32_t item, const void* image);
+// Reads / writes length bytes at `offset` inside item n of the open file
+// (no lock); 1 if exactly length bytes moved. For families that change a
+// few fields of a record in one write.
+int32_t GetPart(DbaFile* f, int32_t item, int32_t offset, void* buffer, int32_t length);
+int32_t SetPart(DbaFile* f, int32_t item, int32_t offset, const void* buffer, int32_t length);
 int32_t ValidItem(DbaFile* f, int32_t item);
 DbaFile* IncRef(DbaFile* f, int32_t item);
 DbaFile* DecRef(DbaFile* f, int32_t item);
@@ -68,6 +83,37 @@ bool HeaderSane(const DbaHeader& h);
 // Reads item n's 8-byte head on the open file.
 bool ReadItemHead(DbaFile* f, int32_t item, DbaItemHead* head);
 bool WriteItemHead(DbaFile* f, int32_t item, const DbaItemHead& head);
+
+// A byte-range lock for one scope. When the lock is refused because this very
+// handle already holds an overlapping range, the caller of the engine holds
+// it (for example DBA_LockDATA before DBA_DeleteITEM): the operation then
+// runs under that lock and leaves it to its owner.
+class HeldRange {
+ public:
+  HeldRange(FileHandle h, int64_t position, int64_t length) : h_(h), position_(position), length_(length) {
+    if (FileIO_Lock(h, position, length)) {
+      taken_ = ok_ = true;
+    } else {
+      ok_ = FileIO_HoldsLock(h, position, length) != 0;
+    }
+  }
+  ~HeldRange() { Release(); }
+  HeldRange(const HeldRange&) = delete;
+  HeldRange& operator=(const HeldRange&) = delete;
+  bool ok() const { return ok_; }
+  bool taken() const { return taken_; }
+  void Release() {
+    if (taken_) FileIO_Unlock(h_, position_, length_);
+    taken_ = false;
+  }
+
+ private:
+  FileHandle h_;
+  int64_t position_, length_;
+  bool taken_ = false;
+  bool ok_ = false;
+};
+
 
 }  // namespace kv::dba
 

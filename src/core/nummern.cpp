@@ -1,7 +1,9 @@
 // Number ranges: read and write one counter of NUMMERN.DAT.
 //
-// The file is opened and closed inside every call and no lock is taken; the
-// families that hand out numbers check them against their own files.
+// The file is opened and closed inside every call. Nummern_* take no lock;
+// the families that must never hand out a number twice (order numbers, own
+// EAN codes) go through UpdateCounters, which locks the counter's bytes
+// around its read, increment and write.
 #include "core/nummern.h"
 
 #include <cstring>
@@ -154,6 +156,31 @@ int32_t WriteCounter(int32_t value, int32_t index) {
   int32_t written = FileIO_Write(h, image, kFileSize);
   FileIO_Close(h);
   return written == kFileSize ? 1 : 0;
+}
+
+bool UpdateCounters(int32_t first, int32_t count, const std::function<bool(int32_t* values)>& next) {
+  if (count < 1 || count > kCounterCount || !ValidIndex(first) || !ValidIndex(first + count - 1) || !next)
+    return false;
+  FileHandle h = FileIO_OpenRWS(g_path);
+  if (h == kInvalidHandle) FatalError(kStrFileErrorNummern);
+  const int64_t position = int64_t{4} * first;
+  const int32_t length = 4 * count;
+  bool ok = false;
+  if (FileIO_Lock(h, position, length)) {
+    unsigned char bytes[kFileSize] = {};  // a short file reads as zeros
+    int32_t values[kCounterCount];
+    if (FileIO_SetPos(h, position) == position) {
+      FileIO_Read(h, bytes, length);
+      for (int32_t i = 0; i < count; ++i) values[i] = GetCounter(bytes, i);
+      if (next(values)) {
+        for (int32_t i = 0; i < count; ++i) PutCounter(bytes, i, values[i]);
+        ok = FileIO_SetPos(h, position) == position && FileIO_Write(h, bytes, length) == length;
+      }
+    }
+    FileIO_Unlock(h, position, length);
+  }
+  FileIO_Close(h);
+  return ok;
 }
 
 bool ReadAll(const char* path, std::array<int32_t, kCounterCount>& counters) {

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 
 namespace kv::nummern {
 
@@ -21,6 +22,17 @@ void Init(const char* path);
 const char* FilePath();
 int32_t ReadCounter(int32_t* value, int32_t index);
 int32_t WriteCounter(int32_t value, int32_t index);
+
+// For the families that must never hand out one number twice: reads the
+// `count` consecutive counters from `first` under a byte-range lock on their
+// bytes (waiting up to the host lock time-out), lets `next` change them in
+// place, and writes them back through the same handle before the lock is
+// released. Other stations doing the same wait for each other; plain
+// ReadCounter / WriteCounter take no lock and are not held up on POSIX
+// (on Windows the locked bytes are unreadable to them for that moment).
+// A missing file ends the process, as ReadCounter does. false, with nothing
+// written, when the lock is refused, a read fails or `next` returns false.
+bool UpdateCounters(int32_t first, int32_t count, const std::function<bool(int32_t* values)>& next);
 
 // Reads every counter of the number-range file at `path` without asking or
 // ending anything: false when it cannot be opened. A short file reads as

@@ -1,15 +1,18 @@
-// Order numbers from number range 2. The range is read and written without a
-// lock, so two workstations may both see the same value; the probe for an
-// existing order file skips numbers that are already taken.
+// Order numbers from number range 2. A new number is read, counted on and
+// written back under a lock on the counter, so two workstations never take
+// the same one; the probe for an existing order file skips numbers that are
+// already taken (by files older than the counter, or written by hand).
+#include "core/nummern.h"
 #include "document/auftrag.h"
 #include "kvdata/nummern.h"
 #include "services/storage.h"
 
 namespace kv::auftrag {
 
-int32_t NextFreeNumber() {
-  int32_t current = 0;
-  Nummern_NummernLesen(&current, kNumberRange);
+namespace {
+
+// The first number after `current` whose order file does not exist yet.
+int32_t NextFreeAfter(int32_t current) {
   // Computed in unsigned arithmetic: a range value of 2^31 - 1 wraps to a
   // negative number instead of overflowing.
   int32_t n = static_cast<int32_t>(static_cast<uint32_t>(current) + 1u);
@@ -27,9 +30,22 @@ int32_t NextFreeNumber() {
   return m;
 }
 
+}  // namespace
+
+// Only a look: the counter is read without a lock and not written.
+int32_t NextFreeNumber() {
+  int32_t current = 0;
+  Nummern_NummernLesen(&current, kNumberRange);
+  return NextFreeAfter(current);
+}
+
 int32_t NewNumber() {
-  const int32_t n = NextFreeNumber();
-  Nummern_NummernSchreiben(n, kNumberRange);
+  int32_t n = 0;
+  nummern::UpdateCounters(kNumberRange, 1, [&](int32_t* counter) {
+    n = NextFreeAfter(counter[0]);
+    counter[0] = n;
+    return true;
+  });
   return n;
 }
 

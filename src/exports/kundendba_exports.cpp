@@ -41,7 +41,7 @@ KV_API int32_t KundenDBA_AddEWtoK(const char* path) { return MergeExtension(path
 
 KV_API int32_t KundenDBA_Open(void) { return OpenResult(CustomerFile()); }
 KV_API int32_t KundenDBA_Close(void) { return CloseResult(CustomerFile()); }
-KV_API int32_t KundenDBA_NeuerKunde(void) { return DBA_NewITEM(&CustomerFile()); }
+KV_API int32_t KundenDBA_NeuerKunde(void) { return NewNumber(); }
 KV_API int32_t KundenDBA_NextFreeKunde(void) { return DBA_NextFreeITEM(&CustomerFile()); }
 
 KV_API int32_t KundenDBA_LeseKunde(int32_t number, void* record) {
@@ -58,11 +58,7 @@ KV_API void KundenDBA_ClearKunde(void* record) {
 KV_API int32_t KundenDBA_Read(int32_t number, void* record) {
   return InRange(number) && record != nullptr ? DBA_GetDATA(&CustomerFile(), number, record, KUNDE_RECORD_SIZE) : 0;
 }
-KV_API int32_t KundenDBA_Write(int32_t number, void* record) {
-  if (!InRange(number) || record == nullptr) return 0;
-  Stamp(*static_cast<Kunde*>(record));
-  return DBA_SetDATA(&CustomerFile(), number, record, KUNDE_RECORD_SIZE);
-}
+KV_API int32_t KundenDBA_Write(int32_t number, void* record) { return WriteOpen(number, record); }
 KV_API int32_t KundenDBA_ReadBlock(int32_t first, void* records, int32_t count) {
   return ReadBlock(first, records, count);
 }

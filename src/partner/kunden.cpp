@@ -1,5 +1,6 @@
-// Customer records: write with search update, delete, import, block
-// transfers, walks, flags and the reorganisation.
+// Customer records: import, block transfers, walks and the reorganisation.
+// The operations that change one customer while other stations work live in
+// kunden_shared.cpp.
 #include <cstring>
 
 #include "partner/kunden.h"
@@ -25,42 +26,6 @@ void Clear(Kunde& k) {
 void Stamp(Kunde& k) {
   k.lastWriteDate = TEXDEFS_Heute(nullptr);
   k.lastWriteTime = TEXDEFS_GetUhrZeit(nullptr);
-}
-
-int32_t Write(int32_t number, void* record, int32_t updateSearch) {
-  if (!InRange(number) || record == nullptr) return 0;
-  Kunde* k = AsKunde(record);
-  if (updateSearch != 0) {
-    KundeSuchEintrag name = NameEntry(*k);
-    WriteSearchEntry(NameSearchFile(), number, &name, sizeof name);
-    KundeBLZSuchEintrag bank = BankEntry(*k);
-    WriteSearchEntry(BankSearchFile(), number, &bank, sizeof bank);
-  }
-  Stamp(*k);
-  return DBA_WriteDATA(&CustomerFile(), number, k);
-}
-
-int32_t Delete(int32_t number) {
-  if (!InRange(number)) return 0;
-  DbaFile& f = CustomerFile();
-  Kunde k;
-  // A number past the end of the file is not a customer: writing the cleared
-  // record there would grow the file behind the header's back.
-  if (!DBA_ReadDATA(&f, number, &k)) return 1;
-  // The search entries are zeroed while the number is still ours: once it
-  // is freed another workstation may take it and write its own entries.
-  KundeSuchEintrag name{};
-  WriteSearchEntry(NameSearchFile(), number, &name, sizeof name);
-  KundeBLZSuchEintrag bank{};
-  WriteSearchEntry(BankSearchFile(), number, &bank, sizeof bank);
-  // Freeing a free record again would link it into the free chain twice and
-  // hand its number out to two new customers.
-  if (k.refCount != -1) {
-    Clear(k);
-    DBA_WriteDATA(&f, number, &k);
-    DBA_DeleteITEM(&f, number);
-  }
-  return 1;
 }
 
 int32_t WriteImport(int32_t number, void* record) {
@@ -89,6 +54,8 @@ int32_t ReadBlock(int32_t first, void* records, int32_t count) {
   return DBA_GetDATA(&CustomerFile(), first, records, count * KUNDE_RECORD_SIZE);
 }
 
+// Block writes are administrative: they move whole records, chain heads and
+// item heads included, without the customers' locks.
 int32_t WriteBlock(int32_t first, void* records, int32_t count) {
   if (!BlockInRange(first, count) || records == nullptr) return 0;
   Kunde* k = AsKunde(records);
@@ -119,27 +86,6 @@ int32_t ForEach(DbaFile& file, DbaItemCallback callback, bool readWrite) {
   if (callback == nullptr) return 0;
   DbaFile* result = readWrite ? DBA_MitAllenITEMsRW(&file, callback) : DBA_MitJedemITEM(&file, callback);
   return result != nullptr ? 1 : 0;
-}
-
-int32_t AllUsable() {
-  int32_t max = MaxNumber();
-  DbaFile& f = CustomerFile();
-  if (!DBA_OpenDBA(&f)) {
-    DBA_CloseDBA(&f);
-    return 0;
-  }
-  WalkProgress progress("KUNDEN.DBA", max);
-  Kunde k;
-  for (int32_t n = 1; n <= max; ++n) {
-    if (DBA_GetDATA(&f, n, &k, KUNDE_RECORD_SIZE)) {
-      k.flags |= KUNDE_FLAG_BENUTZBAR;
-      Stamp(k);
-      DBA_SetDATA(&f, n, &k, KUNDE_RECORD_SIZE);
-    }
-    progress.Step();
-  }
-  DBA_CloseDBA(&f);
-  return 1;
 }
 
 // The reorganisation decides from each record whether it is a customer: a
@@ -176,18 +122,6 @@ int32_t Reorganise() {
   }
   DBA_CloseDBA(&f);
   return DBA_Reo(&f) != nullptr ? 1 : 0;
-}
-
-int32_t SetDeclaration(int32_t number, bool on) {
-  Kunde k;
-  if (!InRange(number) || !DBA_ReadDATA(&CustomerFile(), number, &k)) return 0;
-  if (on) {
-    k.flags |= KUNDE_FLAG_ERKLAERUNG;
-  } else {
-    k.flags &= static_cast<uint16_t>(~KUNDE_FLAG_ERKLAERUNG);
-  }
-  Write(number, &k, 0);
-  return 1;
 }
 
 int32_t DeclarationIssued(int32_t number) {

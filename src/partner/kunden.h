@@ -5,7 +5,10 @@
 #define KV_PARTNER_KUNDEN_H
 
 #include <cstdint>
+#include <optional>
 #include <string>
+
+#include "core/dba_file.h"
 
 #include "kvdata/kundendba.h"
 
@@ -58,19 +61,63 @@ class WalkProgress {
 // ---- records (kunden.cpp) ----
 void Clear(Kunde& k);
 void Stamp(Kunde& k);
-int32_t Write(int32_t number, void* record, int32_t updateSearch);
-int32_t Delete(int32_t number);
 int32_t WriteImport(int32_t number, void* record);
 int32_t ReadBlock(int32_t first, void* records, int32_t count);
 int32_t WriteBlock(int32_t first, void* records, int32_t count);
 int32_t MaxNumber();
 int32_t ForEach(DbaFile& file, DbaItemCallback callback, bool readWrite);
-int32_t AllUsable();
 int32_t Reorganise();
-int32_t SetDeclaration(int32_t number, bool on);
 int32_t DeclarationIssued(int32_t number);
 int32_t CreateHeader(int32_t count, int32_t version);
 int32_t SearchReadBlock(DbaFile& file, int32_t first, void* entries, int32_t count);
+
+// ---- one customer between stations (kunden_shared.cpp) ----
+// Customer `number`'s record lock: the 1299 bytes of its item in KUNDEN.DBA,
+// taken through the customer file's descriptor (opened one level for the
+// lock's lifetime), waiting up to the host lock time-out. Inside a scope
+// that already holds it through the same descriptor it is granted at once.
+class CustomerLock {
+ public:
+  explicit CustomerLock(int32_t number);
+  ~CustomerLock();
+  CustomerLock(const CustomerLock&) = delete;
+  CustomerLock& operator=(const CustomerLock&) = delete;
+  // The file opened (an unopened file has no customer to lock).
+  bool opened() const { return opened_; }
+  // The lock is held.
+  bool ok() const { return range_.has_value() && range_->ok(); }
+
+ private:
+  bool opened_ = false;
+  std::optional<dba::HeldRange> range_;
+};
+
+// Takes a number from the free chain and marks its record taken (a cleared
+// record with reference count 1), so that a save can tell it from a number
+// another station has freed. 0 when the file is full or the mark failed
+// (the number then goes back to the chain).
+int32_t NewNumber();
+// KundenDBA_SchreibeKunde (file opened here) and KundenDBA_Write (inside
+// the caller's open bracket: 0 when the file is not open): under the
+// customer's lock, refuses a record that is free on disk (0, nothing
+// written, search files untouched), keeps the chain heads that are on disk
+// (copied into record), then search entries, stamp and write.
+int32_t Write(int32_t number, void* record, int32_t updateSearch);
+int32_t WriteOpen(int32_t number, void* record);
+// Under the customer's lock: a free record is left alone (1); otherwise the
+// cleared record and the free head go out in one write, then the header.
+// 0 when the lock or the free was refused (the record stays as it was).
+int32_t Delete(int32_t number);
+// Sets the usable flag on every customer in use 1..MaxNumber, each under
+// its lock (a record another station holds past the time-out is skipped).
+int32_t AllUsable();
+int32_t SetDeclaration(int32_t number, bool on);
+// The chain heads of the single items sold to a customer (record bytes
+// 911 and 915). Read: 0 when the record is free or cannot be read. Write:
+// last write date and time and both heads (bytes 907..918) in one write,
+// under the customer's lock; 0 for a free record or a refused lock.
+int32_t ReadChainHeads(int32_t number, int32_t* first, int32_t* last);
+int32_t WriteChainHeads(int32_t number, int32_t first, int32_t last);
 
 // ---- address texts (kunden_address.cpp) ----
 int32_t IsEmpty(const void* record, int32_t mode);

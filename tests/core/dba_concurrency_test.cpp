@@ -6,6 +6,7 @@
 #include <map>
 #include <random>
 
+#include "core/dba_file.h"
 #include "dba_test_util.h"
 #include "kvdata/kvhost.h"
 #include "services/platform.h"
@@ -117,6 +118,37 @@ TEST_F(DbaConcurrencyTest, NewItemWaitsForTheHeaderLockOrGivesUpAtTheTimeOut) {
   EXPECT_EQ(DBA_NewITEM(&f), 1);  // waits for the holder
   EXPECT_EQ(kvtest::WaitWorker(w), 0);
   EXPECT_EQ(kvtest::ReadHeader(path).usedCount, 1);
+}
+
+TEST_F(DbaConcurrencyTest, ADeleteRefusedAtTheHeaderLockChangesNothingAndSaysSo) {
+  const std::string path = file("REFUSE.DBA");
+  DbaFile f = kvtest::MakeDba(path, R, C);
+  ASSERT_NE(DBA_NeueDBA(&f), 0);
+  ASSERT_EQ(DBA_NewITEM(&f), 1);
+  ASSERT_EQ(DBA_WriteDATA(&f, 1, kvtest::Record(R, 1, 9).data()), 1);
+  const auto image = kvtest::ReadFileBytes(path);
+  const std::vector<uint8_t> cleared(R, 0);
+
+  kvtest::Worker w = kvtest::SpawnWorker("dba_hold_header", {path, file("m1"), "1500"});
+  for (int waited = 0; !kvtest::FileExists(file("m1")); ++waited) {
+    ASSERT_LT(waited, 2000);
+    kv::SleepMs(5);
+  }
+  KVHOST_SetLockTimeout(100);
+  DBA_DeleteITEM(&f, 1);
+  EXPECT_FALSE(kv::dba::FreeItem(&f, 1, cleared.data()));
+  KVHOST_SetLockTimeout(10000);
+  EXPECT_EQ(kvtest::WaitWorker(w), 0);
+  EXPECT_EQ(kvtest::ReadFileBytes(path), image);
+
+  // Free, the same call writes the record given and the free head in one.
+  EXPECT_TRUE(kv::dba::FreeItem(&f, 1, cleared.data()));
+  auto b = kvtest::ReadFileBytes(path);
+  const size_t at = static_cast<size_t>(R) + 40 + 8 * C;
+  EXPECT_EQ(kvtest::I32At(b, at), -1);
+  EXPECT_EQ(kvtest::I32At(b, at + 8), 0);
+  EXPECT_EQ(kvtest::ReadHeader(path).usedCount, 0);
+  EXPECT_EQ(kvtest::ReadHeader(path).freeHead, 1);
 }
 
 }  // namespace

@@ -243,6 +243,39 @@ TEST_F(DbaFileTest, AFailedAppendWriteLeavesTheHeaderAlone) {
   EXPECT_EQ(kvtest::ReadHeader(path_).slotCount, 1);
 }
 
+TEST_F(DbaFileTest, AppendStartsPastTheLastSlotInTheFileInOneWrite) {
+  ASSERT_NE(DBA_NeueDBA(&f_), 0);
+  ASSERT_EQ(DBA_NewITEM(&f_), 1);
+  ASSERT_EQ(DBA_NewITEM(&f_), 2);
+  DBA_DeleteITEM(&f_, 2);
+  // A record written past the slot count, as an import writes it: the header
+  // does not know it, the append must not zero it.
+  ASSERT_EQ(DBA_WriteDATA(&f_, 4, kvtest::Record(R, 1, 44).data()), 1);
+  ASSERT_EQ(DBA_NewITEM(&f_), 2);  // the chain first
+  ASSERT_EQ(DBA_NewITEM(&f_), 5);
+  auto b = ReadFileBytes(path_);
+  ASSERT_EQ(b.size(), static_cast<size_t>(ItemPos(5) + R));
+  EXPECT_EQ(I32At(b, ItemPos(4) + 8), 44);
+  EXPECT_EQ(I32At(b, ItemPos(5)), -1);
+  EXPECT_EQ(I32At(b, ItemPos(5) + 4), 0);
+  for (int64_t i = ItemPos(5) + 8; i < ItemPos(6); ++i) ASSERT_EQ(b[i], 0) << i;
+  DbaHeader h = kvtest::ReadHeader(path_);
+  EXPECT_EQ(h.slotCount, 5);
+  EXPECT_EQ(h.usedCount, 3);
+  EXPECT_EQ(h.freeHead, 0);
+
+  // A slot cut short at the end of the file (a write that did not finish) is
+  // not a slot: the next append writes it whole, under the same number.
+  std::vector<uint8_t> cut = ReadFileBytes(path_);
+  cut.resize(static_cast<size_t>(ItemPos(6) + R / 2), 0x5A);
+  kvtest::WriteFileBytes(path_, cut);
+  ASSERT_EQ(DBA_NewITEM(&f_), 6);
+  b = ReadFileBytes(path_);
+  ASSERT_EQ(b.size(), static_cast<size_t>(ItemPos(6) + R));
+  EXPECT_EQ(I32At(b, ItemPos(6)), -1);
+  for (int64_t i = ItemPos(6) + 8; i < ItemPos(7); ++i) ASSERT_EQ(b[i], 0) << i;
+}
+
 TEST_F(DbaFileTest, HeaderOnePastTheLastSlotMeansAppendNext) {
   ASSERT_NE(DBA_NeueDBA(&f_), 0);
   ASSERT_EQ(DBA_NewITEM(&f_), 1);

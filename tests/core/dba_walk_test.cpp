@@ -169,11 +169,12 @@ TEST_F(DbaWalkTest, ReoRebuildsChainAndCountsFromTheHeads) {
   EXPECT_EQ(h.slotCount, 7);
   EXPECT_EQ(h.idCapacity, C);
   EXPECT_EQ(kvtest::FreeChain(path_, R, C), (std::vector<int32_t>{1, 2, 4, 5, 6, 8, 9, 10}));
-  // The chain is used up first; then the append starts after slot 7 again,
-  // stepping over 8..10, which are in use now.
+  // The chain is used up first; taking 8..10 raises the slot count with each,
+  // so that no item in use lies above it; then the append follows slot 10.
   for (int32_t expect : {1, 2, 4, 5, 6, 8, 9, 10, 11}) {
     int32_t n = DBA_NewITEM(&f_);
     ASSERT_EQ(n, expect);
+    EXPECT_EQ(kvtest::ReadHeader(path_).slotCount, n < 7 ? 7 : n);
     ASSERT_EQ(DBA_WriteDATA(&f_, n, kvtest::Record(R, 1, 0).data()), 1);
   }
 }
