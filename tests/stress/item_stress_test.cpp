@@ -33,8 +33,19 @@ KVTEST_WORKER(item_stress) {
   if (!stress::Arrive(dir, "items_go", worker, workers, 60000)) return 9;
   int32_t seq = 0;
   auto pick = [&](int32_t below) { return 1 + static_cast<int32_t>(rng() % static_cast<uint32_t>(below)); };
+  // An operation that waits out a lock's time-out says so on standard error:
+  // with its neighbours' record locks taken inside its own, two stations
+  // can wait for each other until the time-out ends it.
+  int64_t opStart = kv::MonotonicMs();
+  uint32_t dice = 0;
   for (; rep.ops < ops && kv::MonotonicMs() < end; ++rep.ops) {
-    const uint32_t dice = rng() % 100;
+    const int64_t now = kv::MonotonicMs();
+    if (now - opStart > 5000) {
+      std::fprintf(stderr, "station %d: operation %d (kind %u) took %lld ms\n", worker, static_cast<int>(rep.ops) - 1,
+                   dice, static_cast<long long>(now - opStart));
+    }
+    opStart = now;
+    dice = rng() % 100;
     if (dice < 30 || rep.owned.empty()) {
       const int32_t value = (worker + 1) * 10000000 + ++seq;
       Einzelteil r = Item(pick(kArticles - 1), pick(kLiving), rng() % 3 == 0 ? pick(kCustomers) : 0, value);

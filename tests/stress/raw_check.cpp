@@ -23,7 +23,7 @@ constexpr int32_t kLiveMarker = static_cast<int32_t>(0xFF0000FFu);
 
 // Customer record fields this checker needs.
 constexpr int32_t kCustomerSize = 1299;
-constexpr int64_t kSurname = 105, kBankCode = 608, kAccount = 617, kFirstItem = 911, kLastItem = 915;
+constexpr int64_t kFlags = 8, kSurname = 105, kBankCode = 608, kAccount = 617, kFirstItem = 911, kLastItem = 915;
 
 // Single-item record.
 constexpr int32_t kItemSize = 142;
@@ -194,7 +194,10 @@ CustomerState CheckCustomers(const std::string& dir, bool exact, bool freeEntrie
   for (const auto& [n, st] : c.dba.state) {
     const int64_t rec = base + int64_t{n} * kCustomerSize;
     const int64_t ne = nameBase + int64_t{n} * 12, be = bankBase + int64_t{n} * 24;
-    if (st >= 1) {
+    if (st >= 1 && main.I16(rec + kFlags) == 0 && main.U8(rec + kSurname) == 0) {
+      c.taken.push_back(n);
+      if (exact) d.push_back(Say("KUNDEN.DBA: customer ", n, " was handed out and never saved"));
+    } else if (st >= 1) {
       const size_t before = d.size();
       if (!names.Has(ne, 12)) {
         d.push_back(Say("KUNDSUCH.DBA: no name entry for customer ", n));

@@ -65,6 +65,9 @@ struct CustomerState {
   DbaState dba;
   Defects defects;  // dba's defects and the customer file's own
   std::set<int32_t> searchMismatch;  // customers in use whose entries do not match
+  // Numbers handed out and marked taken (a cleared record in use: no flags,
+  // no surname) but never saved; the reorganisation frees them.
+  std::vector<int32_t> taken;
 };
 // Every customer in use has name and bank search entries that match its
 // record; with freeEntriesZero set, every free number's entries are zero or
