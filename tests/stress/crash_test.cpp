@@ -55,7 +55,6 @@ class Journal {
 struct Ledger {
   std::map<int32_t, int64_t> owned;
   int32_t inFlight = 0;
-  std::string inFlightOp;
 
   void Apply(const std::string& journalPath) {
     std::ifstream in(journalPath);
@@ -67,11 +66,9 @@ struct Ledger {
       int32_t n = 0;
       w >> kind >> n;
       if (kind == "begin") {
-        inFlightOp = std::to_string(n);
-        w >> inFlight;
+        w >> inFlight;  // n is the operation
       } else if (kind == "got") {
         inFlight = n;
-        inFlightOp = "new";
       } else if (kind == "own") {
         int64_t tag = 0;
         w >> tag;
