@@ -1,7 +1,7 @@
 # Two commands for a newcomer: `make test` and `make demo`.
 JOBS ?= 2
 
-.PHONY: all build test demo test-asan bench windows windows-test clean
+.PHONY: all build test demo test-asan bench windows windows-test stress-test crash-test clean
 
 all: build
 
@@ -14,6 +14,20 @@ test: build
 
 demo: build
 	./build/tools/kvdata demo
+
+# The stress and crash tests at full strength (the suite runs them small):
+# KVSTRESS_WORKERS processes doing KVSTRESS_OPS operations each, for at most
+# KVSTRESS_SECONDS; KVCRASH_TRIALS deaths per family.
+STRESS_WORKERS ?= 8
+STRESS_OPS ?= 20000
+STRESS_SECONDS ?= 60
+CRASH_TRIALS ?= 200
+stress-test: build
+	KVSTRESS_WORKERS=$(STRESS_WORKERS) KVSTRESS_OPS=$(STRESS_OPS) KVSTRESS_SECONDS=$(STRESS_SECONDS) \
+	  ./build/tests/kvdata_stress_tests --gtest_filter='*Stress*'
+
+crash-test: build
+	KVCRASH_TRIALS=$(CRASH_TRIALS) ./build/tests/kvdata_stress_tests --gtest_filter='CrashTest.*'
 
 test-asan:
 	cmake --preset asan

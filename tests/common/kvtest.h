@@ -73,6 +73,13 @@ struct Worker {
 Worker SpawnWorker(const std::string& name, const std::vector<std::string>& args);
 // Waits for it; its exit code, or -1 if it did not exit normally.
 int WaitWorker(Worker& worker);
+// Waits at most timeoutMs: true and *exitCode set (-1 if it did not exit
+// normally, for example when it was killed) once it has ended; false while it
+// still runs, the handle kept.
+bool WaitWorkerFor(Worker& worker, int32_t timeoutMs, int* exitCode);
+// Ends a running worker at once (SIGKILL; TerminateProcess on Windows) and
+// reaps it. Whatever it was writing stays as far as it got.
+void KillWorker(Worker& worker);
 // Starts several, waits for all, returns their exit codes.
 std::vector<int> RunWorkers(const std::string& name, const std::vector<std::vector<std::string>>& argsPerWorker);
 

@@ -1,5 +1,6 @@
 // Worker processes on POSIX: posix_spawn of this very test program.
 #if !defined(_WIN32)
+#include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -43,6 +44,31 @@ int WaitWorker(Worker& worker) {
   worker.id = -1;
   if (r < 0 || !WIFEXITED(status)) return -1;
   return WEXITSTATUS(status);
+}
+
+bool WaitWorkerFor(Worker& worker, int32_t timeoutMs, int* exitCode) {
+  if (worker.id <= 0) {
+    *exitCode = -1;
+    return true;
+  }
+  for (int32_t waited = 0;; waited += 2) {
+    int status = 0;
+    pid_t r = waitpid(static_cast<pid_t>(worker.id), &status, WNOHANG);
+    if (r < 0 && errno == EINTR) continue;
+    if (r != 0) {
+      worker.id = -1;
+      *exitCode = (r > 0 && WIFEXITED(status)) ? WEXITSTATUS(status) : -1;
+      return true;
+    }
+    if (waited >= timeoutMs) return false;
+    usleep(2000);
+  }
+}
+
+void KillWorker(Worker& worker) {
+  if (worker.id <= 0) return;
+  kill(static_cast<pid_t>(worker.id), SIGKILL);
+  WaitWorker(worker);
 }
 
 }  // namespace kvtest

@@ -95,5 +95,30 @@ int WaitWorker(Worker& worker) {
   return ok ? static_cast<int>(code) : -1;
 }
 
+bool WaitWorkerFor(Worker& worker, int32_t timeoutMs, int* exitCode) {
+  if (worker.id <= 0) {
+    *exitCode = -1;
+    return true;
+  }
+  HANDLE process = reinterpret_cast<HANDLE>(static_cast<intptr_t>(worker.id));
+  DWORD r = WaitForSingleObject(process, static_cast<DWORD>(timeoutMs < 0 ? 0 : timeoutMs));
+  if (r == WAIT_TIMEOUT) return false;
+  DWORD code = 0;
+  bool ok = r == WAIT_OBJECT_0 && GetExitCodeProcess(process, &code);
+  CloseHandle(process);
+  worker.id = -1;
+  *exitCode = ok ? static_cast<int>(code) : -1;
+  return true;
+}
+
+void KillWorker(Worker& worker) {
+  if (worker.id <= 0) return;
+  HANDLE process = reinterpret_cast<HANDLE>(static_cast<intptr_t>(worker.id));
+  TerminateProcess(process, 137);
+  WaitForSingleObject(process, 30000);
+  CloseHandle(process);
+  worker.id = -1;
+}
+
 }  // namespace kvtest
 #endif

@@ -1,0 +1,125 @@
+#include "stress_support.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+
+#include "services/platform.h"
+
+namespace stress {
+
+int EnvInt(const char* name, int fallback) {
+  const char* v = std::getenv(name);
+  if (v == nullptr || *v == '\0') return fallback;
+  char* end = nullptr;
+  long n = std::strtol(v, &end, 10);
+  return (end != nullptr && *end == '\0' && n > 0 && n < 1000000000) ? static_cast<int>(n) : fallback;
+}
+
+Load LoadFromEnv(int workers, int ops) {
+#if defined(_WIN32)
+  workers = workers > 3 ? 3 : workers;
+  ops /= 4;
+  const int seconds = 10;
+#else
+  const int seconds = 15;
+#endif
+  return {EnvInt("KVSTRESS_WORKERS", workers), EnvInt("KVSTRESS_OPS", ops), EnvInt("KVSTRESS_SECONDS", seconds)};
+}
+
+std::vector<int> RunAll(const std::string& name, const std::vector<std::vector<std::string>>& args, int64_t deadlineMs) {
+  std::vector<kvtest::Worker> workers;
+  for (const auto& a : args) workers.push_back(kvtest::SpawnWorker(name, a));
+  const int64_t end = kv::MonotonicMs() + deadlineMs;
+  std::vector<int> codes;
+  for (kvtest::Worker& w : workers) {
+    int code = -1;
+    int64_t left = end - kv::MonotonicMs();
+    if (!kvtest::WaitWorkerFor(w, static_cast<int32_t>(left < 0 ? 0 : left), &code)) {
+      kvtest::KillWorker(w);
+      code = -2;
+    }
+    codes.push_back(code);
+  }
+  return codes;
+}
+
+bool Arrive(const std::string& dir, const std::string& prefix, int self, int count, int32_t timeoutMs) {
+  kvtest::WriteFileBytes(dir + prefix + std::to_string(self), {1});
+  const int64_t end = kv::MonotonicMs() + timeoutMs;
+  for (int i = 0; i < count; ++i) {
+    while (!kvtest::FileExists(dir + prefix + std::to_string(i))) {
+      if (kv::MonotonicMs() > end) return false;
+      kv::SleepMs(2);
+    }
+  }
+  return true;
+}
+
+// One line per fact: "ops N", "own NUMBER TAG", "problem TEXT".
+void WriteReport(const std::string& path, const Report& report) {
+  std::ofstream out(path + ".part");
+  out << "ops " << report.ops << '\n';
+  for (const auto& [n, tag] : report.owned) out << "own " << n << ' ' << tag << '\n';
+  // A fault that repeats every round would fill the disk; the first few say it.
+  for (size_t i = 0; i < report.problems.size() && i < 50; ++i) out << "problem " << report.problems[i] << '\n';
+  if (report.problems.size() > 50) out << "problem  ... and " << report.problems.size() - 50 << " more\n";
+  out.close();
+  std::rename((path + ".part").c_str(), path.c_str());
+}
+
+Report ReadReport(const std::string& path) {
+  Report r;
+  std::ifstream in(path);
+  if (!in) {
+    r.problems.push_back("no report " + path);
+    return r;
+  }
+  std::string line;
+  while (std::getline(in, line)) {
+    std::istringstream words(line);
+    std::string kind;
+    words >> kind;
+    if (kind == "ops") {
+      words >> r.ops;
+    } else if (kind == "own") {
+      int32_t n;
+      int64_t tag;
+      words >> n >> tag;
+      r.owned[n] = tag;
+    } else if (kind == "problem") {
+      std::string rest;
+      std::getline(words, rest);
+      r.problems.push_back(rest);
+    }
+  }
+  return r;
+}
+
+Merged MergeReports(const std::vector<std::string>& paths, const char* what, int64_t elapsedMs) {
+  Merged m;
+  for (size_t w = 0; w < paths.size(); ++w) {
+    Report r = ReadReport(paths[w]);
+    m.ops += r.ops;
+    for (const std::string& p : r.problems) m.problems.push_back("worker " + std::to_string(w) + ":" + p);
+    for (const auto& [n, tag] : r.owned) {
+      auto [it, fresh] = m.owner.emplace(n, std::pair{static_cast<int>(w), tag});
+      if (!fresh) {
+        m.problems.push_back("number " + std::to_string(n) + " is owned by workers " + std::to_string(it->second.first) +
+                             " and " + std::to_string(w));
+      }
+    }
+  }
+  const double seconds = elapsedMs > 0 ? elapsedMs / 1000.0 : 0.001;
+  std::printf("[ stress ] %s: %zu workers, %lld operations in %.1f s (%.0f ops/s), %zu numbers owned at the end\n",
+              what, paths.size(), static_cast<long long>(m.ops), seconds, m.ops / seconds, m.owner.size());
+  std::fflush(stdout);
+  return m;
+}
+
+void ExpectClean(const rawcheck::Defects& defects, const char* what) {
+  EXPECT_TRUE(defects.empty()) << what << ": " << defects.size() << " defects\n" << rawcheck::Describe(defects);
+}
+
+}  // namespace stress

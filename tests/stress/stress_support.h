@@ -1,0 +1,64 @@
+// What the stress and crash tests share: the load taken from the
+// environment, workers run under a deadline, a start barrier between worker
+// processes, and the result files in which each worker lists what it owns.
+#ifndef KVTEST_STRESS_SUPPORT_H
+#define KVTEST_STRESS_SUPPORT_H
+
+#include <cstdint>
+#include <map>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "kvtest.h"
+#include "raw_check.h"
+
+namespace stress {
+
+// An integer from the environment, or fallback when unset or not a number.
+int EnvInt(const char* name, int fallback);
+
+// How hard a stress test pushes: KVSTRESS_WORKERS processes, each doing up
+// to KVSTRESS_OPS operations and stopping after KVSTRESS_SECONDS at the
+// latest. Windows emulation starts processes slowly, so the defaults shrink
+// there.
+struct Load {
+  int workers;
+  int ops;
+  int seconds;
+};
+Load LoadFromEnv(int workers, int ops);
+
+// Starts one worker per argument list and waits for all of them; a worker
+// still running deadlineMs after the start is killed and reported as -2.
+std::vector<int> RunAll(const std::string& name, const std::vector<std::vector<std::string>>& args, int64_t deadlineMs);
+
+// Waits until `count` processes have called Arrive for the same barrier
+// (marker files "<prefix><i>" in dir); false after timeoutMs.
+bool Arrive(const std::string& dir, const std::string& prefix, int self, int count, int32_t timeoutMs);
+
+// A worker's report: how many operations it did, what it owns at the end
+// (number -> tag), and anything it saw go wrong.
+struct Report {
+  int64_t ops = 0;
+  std::map<int32_t, int64_t> owned;
+  std::vector<std::string> problems;
+};
+void WriteReport(const std::string& path, const Report& report);
+Report ReadReport(const std::string& path);
+
+// The reports of all workers merged: numbers owned by two workers are
+// problems. Prints a line with operations and operations per second.
+struct Merged {
+  int64_t ops = 0;
+  std::map<int32_t, std::pair<int, int64_t>> owner;  // number -> {worker, tag}
+  std::vector<std::string> problems;
+};
+Merged MergeReports(const std::vector<std::string>& paths, const char* what, int64_t elapsedMs);
+
+// Fails the current test with the defects listed, if there are any.
+void ExpectClean(const rawcheck::Defects& defects, const char* what);
+
+}  // namespace stress
+
+#endif  // KVTEST_STRESS_SUPPORT_H
