@@ -182,13 +182,13 @@ static int32_t upgrade_chain(int32_t current) {
   return current;
 }
 
-int32_t init(int32_t count, const char* directory) {
+int32_t init(int32_t count, const char* path) {
   if (g_own.openCount > 0) {  // a re-Init drops the old file's handle
     FileIO_Close(g_own.handle);
     g_own.handle = kInvalidHandle;
     g_own.openCount = 0;
   }
-  if (!fixed::Setup(g_own, directory, ARTLIB_FILE_NAME, kSize, count)) return 0;
+  if (!fixed::Setup(g_own, path, ARTLIB_FILE_NAME, kSize, count)) return 0;
   if (FileIO_Exist(g_own.path) == 0) return create() == 1 ? ARTLIB_CURRENT_VERSION : 0;
   int32_t v = version();
   if (v <= 0) return 0;  // unreadable header: leave the file for inspection
