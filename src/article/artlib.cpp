@@ -4,6 +4,7 @@
 
 #include "article/fixed_records.h"
 #include "kvdata/artlib.h"
+#include "services/name_resolve.h"
 #include "services/platform.h"
 
 namespace kv::artlib {
@@ -126,7 +127,9 @@ int32_t open_foreign(const char* path) {
     ++g_foreign.openCount;
     return g_foreign.handle;
   }
-  if (path == nullptr || FileIO_Exist(path) == 0 || !CopyPath(g_foreign.path, path)) return -1;
+  if (path == nullptr || !CopyPath(g_foreign.path, path)) return -1;
+  FileIO_ResolveNameCase(g_foreign.path);  // another installation's, perhaps copied from Windows
+  if (FileIO_Exist(g_foreign.path) == 0) return -1;
   g_foreign.recordSize = kSize;
   return fixed::Open(g_foreign);
 }

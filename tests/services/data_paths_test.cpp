@@ -207,6 +207,12 @@ TEST_F(DataPathsTest, FixedRecordFilesSpelledOtherwiseAreFoundAndNeverDoubled) {
   ARTLIB_GetSizeAndName(nullptr, path);
   EXPECT_TRUE(SameFileName(path, dir() + "Daten_ARTLIB/artikel.dba")) << path;
   EXPECT_EQ(Entries(dir() + "Daten_ARTLIB"), std::set<std::string>{"artikel.dba"});
+  // Another installation's article file, opened as foreign, is found too.
+  ASSERT_NE(ARTLIB_OeffneFremdeDatenbank((dir() + "DATEN_ARTLIB/ARTIKEL.DBA").c_str()), -1);
+  std::vector<uint8_t> record(660, 0);
+  EXPECT_EQ(ARTLIB_LeseArtikelAusFremderDB(1, record.data()), 1);
+  EXPECT_EQ(record, Pattern(660));
+  ARTLIB_SchliesseFremdeDatenbank();
 }
 
 // A customer file with customer 1 ("Meier") and its name search entry, in
