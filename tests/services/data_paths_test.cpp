@@ -24,6 +24,7 @@
 #include "kvtest.h"
 #include "services/fileio.h"
 #include "services/name_resolve.h"
+#include "services/sepa.h"
 
 namespace {
 
@@ -260,18 +261,27 @@ TEST_F(DataPathsTest, CustomerFilesAreFoundWhateverTheirCaseAndTheFormOfThePath)
   std::vector<uint8_t> names = DbaImage(600, 12, entry);
   WriteFileBytes(other + "kunden.dba", customers);
   WriteFileBytes(other + "Kundsuch.Dba", names);
+  // The bank-code table beside it, in the Bundesbank's fixed columns.
+  std::string blz(168, ' ');
+  blz.replace(0, 9, "370400441");
+  blz.replace(139, 11, "COBADEFFXXX");
+  blz += "\r\n";
+  WriteFileBytes(other + "blz.txt", std::vector<uint8_t>(blz.begin(), blz.end()));
 
   ASSERT_NE(KundenDBA_Init((dir() + "FILIALE").c_str()), 0);
   Kunde k;
   ASSERT_EQ(KundenDBA_LeseKunde(1, &k), 1);
   EXPECT_STREQ(k.surname, "Meier");
-  EXPECT_EQ(Entries(other), (std::set<std::string>{"kunden.dba", "Kundsuch.Dba", "KUNDBLZSUCH.DBA"}));
+  EXPECT_EQ(Entries(other), (std::set<std::string>{"kunden.dba", "Kundsuch.Dba", "KUNDBLZSUCH.DBA", "blz.txt"}));
   EXPECT_EQ(ReadFileBytes(other + "kunden.dba"), customers);
+  char bic[12] = "";
+  EXPECT_EQ(kv::SEPA_BANKEN_BIC_Ermitteln("37040044", bic), 1);
+  EXPECT_STREQ(bic, "COBADEFFXXX");
   EXPECT_EQ(ReadFileBytes(other + "Kundsuch.Dba"), names);  // found, so not rebuilt
   ASSERT_NE(KundenZweiteDBA_Init((other + "x").c_str()), 0);
   ASSERT_EQ(KundenZweiteDBA_LeseKunde(1, &k), 1);
   EXPECT_STREQ(k.surname, "Meier");
-  EXPECT_EQ(Entries(other).size(), 3u);
+  EXPECT_EQ(Entries(other).size(), 4u);
 }
 
 TEST_F(DataPathsTest, NumberRangeFileIsFoundWhateverItsCaseAndTheFormOfThePath) {
