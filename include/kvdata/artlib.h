@@ -1,6 +1,6 @@
 /* Article file (ARTLIB_*).
  *
- * File "ARTIKEL.DBA" in the data directory given to ARTLIB_Init:
+ * File "ARTIKEL.DBA" (or the file named) given to ARTLIB_Init:
  *   0            40    header: word 0 = format version (600), word 1 = time
  *                      stamp (seconds since 1970, low 32 bits), rest zero
  *   40 + 660*n   660   article record n, n = 0 .. count (record 0 exists
@@ -60,12 +60,17 @@ KV_STATIC_ASSERT(offsetof(ArtikelRecord, text) == 87, "text");
 KV_STATIC_ASSERT(offsetof(ArtikelRecord, vatCode) == 146, "vatCode");
 KV_STATIC_ASSERT(offsetof(ArtikelRecord, lastWrite) == 169, "lastWrite");
 
-/* Stores the article count and the data directory, creates a missing file
+/* Stores the article count and the file's path, creates a missing file
  * (count + 1 empty records) and upgrades an old one: 510 -> 520, then any
  * version below 540 -> 540, then any version below 600 -> 600, each step by
  * copy / delete / rename. Returns 600 when the file is current afterwards,
  * 0 when it could not be created or an upgrade step failed, and the version
- * itself for a version above 600 (left alone). */
+ * itself for a version above 600 (left alone).
+ * `path` names the file itself ("C:\DATA\ARTIKEL.DBA", or a file name of the
+ * caller's own), or the data directory: an existing directory ("C:\DATA")
+ * or any path ending in a separator ("C:\DATA\"), to which "ARTIKEL.DBA"
+ * is appended. An existing file is found whatever the case of its name.
+ */
 KV_API int32_t ARTLIB_Init(int32_t count, const char* path);
 /* Version word of the file, read on a handle of its own; 0 if it cannot be opened. */
 KV_API int32_t ARTLIB_Version(void);

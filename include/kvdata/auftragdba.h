@@ -55,8 +55,9 @@ typedef int32_t (KV_CALLBACK *AUFTRAGDBA_LieferantFilter)(const void* kopf, int3
 /* ---- directories and names ---- */
 
 /* Order directory := path cut after its last ':', '\' or '/' (a null or
- * over-long path leaves it as it was). The flag is kept for the process
- * (the library itself does not interpret it). */
+ * over-long path leaves it as it was), found whatever the case of its name.
+ * The flag is kept for the process (the library itself does not interpret
+ * it). */
 KV_API void AUFTRAGDBA_Init(int32_t flag, const char* path);
 /* AUFTRAGDBA_Init, then archive directory := archiveRoot without its last
  * character + the path after its drive colon with a file pattern (from the

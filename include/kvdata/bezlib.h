@@ -5,7 +5,7 @@
  * as it has items: the single-item family deletes it when it unlinks the
  * last one.
  *
- * File "BEZLIB.DBA" in the data directory given to BEZLIB_Init:
+ * File "BEZLIB.DBA" (or the file named) given to BEZLIB_Init:
  *   0            40    header: word 0 = version (600), word 1 = time stamp
  *                      (seconds since 1970, low 32 bits), rest zero
  *   40 + 128*n   128   designation record n, n = 0 .. count; record 0 is
@@ -42,8 +42,13 @@ KV_STATIC_ASSERT(offsetof(Bezeichnung, lastItem) == 4, "lastItem");
 KV_STATIC_ASSERT(offsetof(Bezeichnung, inUse) == 8, "inUse");
 KV_STATIC_ASSERT(offsetof(Bezeichnung, text) == 12, "text");
 
-/* Remembers the data directory and the count, creates a missing file with
- * records 0 .. count or enlarges a smaller one: 1 on success, else 0. */
+/* Remembers the file's path and the count, creates a missing file with
+ * records 0 .. count or enlarges a smaller one: 1 on success, else 0.
+ * `path` names the file itself ("C:\DATA\BEZLIB.DBA", or a file name of the
+ * caller's own), or the data directory: an existing directory ("C:\DATA")
+ * or any path ending in a separator ("C:\DATA\"), to which "BEZLIB.DBA"
+ * is appended. An existing file is found whatever the case of its name.
+ */
 KV_API int32_t BEZLIB_Init(int32_t count, const char* path);
 /* Nested open (read-write, shared): the handle, or -1. */
 KV_API int32_t BEZLIB_OeffneDatenbank(void);

@@ -1,7 +1,7 @@
 /* Single-item file TEILE.DBA and the transactions on single items
  * (DATABASE_*, Database_*).
  *
- * File "TEILE.DBA" in the data directory given to DATABASE_Init, N = the
+ * File "TEILE.DBA" (or the file named) given to DATABASE_Init, N = the
  * size given there:
  *   0            40    header: u32 version (600), u32 time stamp (seconds
  *                      since 1970 at creation), 32 zero bytes
@@ -186,8 +186,13 @@ typedef void (KV_CALLBACK *DatabaseProgressCallback)(int32_t written);
 
 /* ---- file ---------------------------------------------------------------- */
 
-/* Stores the size N and the data directory (the file is TEILE.DBA in it):
- * 1, or 0 when N < 2 or the path does not fit 260 characters. Creates nothing. */
+/* Stores the size N and the file's path: 1, or 0 when N < 2 or the path
+ * does not fit 260 characters. Creates nothing.
+ * `path` names the file itself ("C:\DATA\TEILE.DBA", or a file name of the
+ * caller's own), or the data directory: an existing directory ("C:\DATA")
+ * or any path ending in a separator ("C:\DATA\"), to which "TEILE.DBA"
+ * is appended. An existing file is found whatever the case of its name.
+ */
 KV_API int32_t DATABASE_Init(int32_t size, const char* path);
 /* N and the full path of TEILE.DBA (260 bytes). */
 KV_API void DATABASE_GetSizeAndName(int32_t* size, char* path);

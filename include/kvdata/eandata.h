@@ -47,8 +47,9 @@ KV_API int32_t EANDATA_EAN_KomplettierenbeiUPC(char* code);
  * writing counter 11 (1 on success); 0, buffer untouched, when the buffer
  * did not hold "##". No lock: concurrent generators rely on NUMMERN.DAT. */
 KV_API int32_t EANDATA_ErzeugeEigeneEAN(char* buffer);
-/* Stores the directory of `path` (its file name cut off) as the directory of
- * the EAN data files. A null or over-long path leaves it empty. */
+/* Stores the directory of `path` (its file name cut off; a path that names
+ * an existing directory is that directory) as the directory of the EAN data
+ * files. A null or over-long path leaves it empty. */
 KV_API void EANDATA_Init(const char* path);
 
 KV_EXTERN_C_END

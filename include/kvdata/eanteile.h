@@ -1,6 +1,6 @@
 /* EAN codes of single items (EANTEILE_*).
  *
- * File "EANTEILE.DBA" in the data directory given to EANTEILE_Init:
+ * File "EANTEILE.DBA" (or the file named) given to EANTEILE_Init:
  *   0           40   header: word 0 = version (600), word 1 = time stamp
  *                    (seconds since 1970, low 32 bits), rest zero
  *   40 + 20*n   20   entry of single item n, n = 0 .. count (the count of
@@ -33,8 +33,13 @@ KV_STATIC_ASSERT(sizeof(EanEinzelteil) == 20, "EAN item entry is 20 bytes");
 KV_STATIC_ASSERT(offsetof(EanEinzelteil, item) == 0, "item");
 KV_STATIC_ASSERT(offsetof(EanEinzelteil, ean) == 4, "ean");
 
-/* Remembers the data directory and the count, creates a missing file or
- * enlarges a smaller one: 1 on success, else 0. */
+/* Remembers the file's path and the count, creates a missing file or
+ * enlarges a smaller one: 1 on success, else 0.
+ * `path` names the file itself ("C:\DATA\EANTEILE.DBA", or a file name of the
+ * caller's own), or the data directory: an existing directory ("C:\DATA")
+ * or any path ending in a separator ("C:\DATA\"), to which "EANTEILE.DBA"
+ * is appended. An existing file is found whatever the case of its name.
+ */
 KV_API int32_t EANTEILE_Init(int32_t count, const char* path);
 /* Stores the EAN of item (1 .. count): 1 when written; 0 for an empty or
  * non-digit EAN, one longer than 13 digits, or a failed write. */

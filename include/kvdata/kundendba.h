@@ -203,8 +203,10 @@ KV_STATIC_ASSERT(offsetof(KundeBLZSuchEintrag, accountNumber) == 13, "KundeBLZSu
 
 /* ---- Set-up, size, versions ---------------------------------------------- */
 
-/* Fixes the data directory (directory part of path) for the process, sets up
- * the descriptors of the three files and creates missing ones. A search file
+/* Fixes the data directory for the process: the directory part of path (the
+ * path of any file in it), or the path itself when it names an existing
+ * directory. Sets up the descriptors of the three files, each found whatever
+ * the case of its name, and creates missing ones. A search file
  * that did not exist is rebuilt from the customer file (every used customer
  * gets its entry), unless the customer file still waits for an upgrade
  * (version 520 or 530): then the search files are left absent until the
@@ -368,8 +370,8 @@ KV_API int32_t KundenBLZSuchDBA_Write(int32_t number, const void* entry);
 
 /* ---- Customer file of a second data directory (read only) ------------------------ */
 
-/* Sets up (creating it when missing) KUNDEN.DBA of path's directory.
- * Non-zero on success, 0 for a null path or a failure. */
+/* Sets up (creating it when missing) KUNDEN.DBA of path's directory (found
+ * as for KundenDBA_Init). Non-zero on success, 0 for a null path or a failure. */
 KV_API int32_t KundenZweiteDBA_Init(const char* path);
 /* Reads customer number of the second file; 1 / 0. */
 KV_API int32_t KundenZweiteDBA_LeseKunde(int32_t number, void* record);

@@ -10,7 +10,27 @@
  *   - the lock log kvlogfile.txt: one text line per event, appended under the
  *     exclusive lock file kvlogfile.lok.
  * All state is process-wide. Function locks and the log do nothing until
- * KVLOCKDB_IPUSERInit enables blocking. */
+ * KVLOCKDB_IPUSERInit enables blocking.
+ *
+ * Clocks. The age of a lock file is this station's clock minus the file's
+ * last-write time, which comes from the clock of the station that wrote it
+ * (or of the file server). A time stamp that lies in the future, because the
+ * writer's clock runs ahead, counts as just written: such a file is fresh.
+ * It counts as orphaned once this station, waiting, has seen its stamp
+ * unchanged for the orphan age measured on its own clock (31 seconds for a
+ * function lock, more than 20 for the log lock), however far ahead the
+ * stamp lies. A file whose attributes cannot be read is neither: a function
+ * lock is then tried for deletion (and waited for when that fails), the log
+ * lock is waited for. Keep the clocks of all stations and of the server in
+ * step; an age is only as good as their agreement.
+ *
+ * Other stations' log locks. The Windows program creates kvlogfile.lok
+ * delete-on-close and holds no byte-range lock on it; such a file is waited
+ * for while it is 20 seconds old or younger and deleted after that, with
+ * the message on standard error. This library's POSIX holder writes
+ * "kvdata lock holder host=<host> pid=<pid>" into the file and locks its
+ * first byte while it holds it, so a file with that mark whose holder has
+ * died is removed at once and quietly. */
 #ifndef KVDATA_KVLOCKDB_H
 #define KVDATA_KVLOCKDB_H
 
@@ -19,7 +39,9 @@
 KV_EXTERN_C_BEGIN
 
 /* Sets the data directory to the directory part of `path` (the path of any
- * file in it, or the directory with a trailing separator) and creates
+ * file in it, or the directory itself, with or without a trailing
+ * separator). MMLOCK.DBA, kvlogfile.txt and func_locks are found whatever
+ * the case of their names; kvlogfile.lok keeps that one spelling. Creates
  * MMLOCK.DBA there when it does not exist (an existing one is left as it is).
  * Returns the directory (with its trailing separator) in a buffer owned by the
  * library, or null for a null or over-long path (nothing changes then). */
@@ -48,12 +70,18 @@ KV_API int32_t KVLOCKDB_LockDB(int32_t byteNumber);
  * the module's critical section. */
 KV_API int32_t KVLOCKDB_UnlockDB(int32_t byteNumber);
 /* Takes the function lock `name` (the file func_locks/<name>.lok), waiting
- * in 100 ms steps up to `timeoutMs` while another station holds it. 1 when
- * held, or at once when blocking is disabled (nothing is created then). 0 on
- * time-out, for a null or empty name, or before KVLOCKDB_Init. */
+ * in 100 ms steps up to `timeoutMs` while another station holds it; an
+ * orphaned lock file (see Clocks above) is deleted and taken over. 1 when
+ * held, or at once when blocking is disabled (nothing is checked or created
+ * then). 0 on time-out, before KVLOCKDB_Init, and for a name that could
+ * reach outside func_locks or is no file name on every station: null or
+ * empty, containing '/', '\', "..", ':' (a drive), one of < > " | ? * or a
+ * control character, or a device name (CON, PRN, AUX, NUL, COM1..9,
+ * LPT1..9, also with an extension); nothing is created or deleted then.
+ * The name is used as spelled: every station must spell it alike. */
 KV_API int32_t KVLOCKDB_Blocking_Start(const char* name, int32_t timeoutMs);
 /* Releases the function lock `name` (deletes its file) when blocking is
- * enabled. */
+ * enabled; a name refused by KVLOCKDB_Blocking_Start deletes nothing. */
 KV_API void KVLOCKDB_Blocking_Stop(const char* name);
 /* Switches writing to the lock log on (the default) or off. */
 KV_API void KVLOCKDB_EnableLog(void);
@@ -63,7 +91,9 @@ KV_API void KVLOCKDB_DisableLog(void);
  *    - Function: <function>\r\n" (one line; local time).
  * A non-empty ip or user text replaces the stored one first. Waits up to
  * 10 seconds for the log lock kvlogfile.lok; a lock file older than 20
- * seconds is deleted with a line on standard error. The event is lost when
+ * seconds is deleted with a line on standard error, one this library's
+ * POSIX holder left behind when it died at once and quietly (see above).
+ * The event is lost when
  * the lock or the log cannot be had. */
 KV_API void KVLOCKDB_Log_Event(const char* ip, const char* user, const char* function,
                                int32_t w1, int32_t w2, int32_t w3);

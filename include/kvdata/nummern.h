@@ -15,8 +15,10 @@
 
 KV_EXTERN_C_BEGIN
 
-/* Sets the number-range file to NUMMERN.DAT in the directory part of `path`
- * (the path of any file in the data directory). When that file does not
+/* Sets the number-range file to NUMMERN.DAT in the data directory named by
+ * `path`: the path of any file in it (only its directory part is used), or
+ * the directory itself, with or without a trailing separator. An existing
+ * file is found whatever the case of its name. When that file does not
  * exist but a NUMMERN.DAT lies beside the library module, that one is moved
  * into the data directory (copied, then deleted). Must run before the other
  * two functions. */

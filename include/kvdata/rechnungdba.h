@@ -30,7 +30,8 @@ KV_EXTERN_C_BEGIN
 #define RECHNUNGDBA_DETAIL 376
 #define RECHNUNGDBA_VERSION 610
 
-/* Invoice directory := the directory part of path; prefix number stored
+/* Invoice directory := the directory part of path, found whatever the case
+ * of its name; prefix number stored
  * (used in the names of invoices below 100000). */
 KV_API void RechnungDBA_Init(int32_t prefix, const char* path);
 /* RechnungDBA_Init, then archive directory := archiveRoot (one trailing

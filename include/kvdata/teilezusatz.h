@@ -1,6 +1,6 @@
 /* Additional data of single items (TeileZusatz_*).
  *
- * File "TEILEZUS.DBA" in the data directory given to TeileZusatz_Init:
+ * File "TEILEZUS.DBA" (or the file named) given to TeileZusatz_Init:
  *   0            40    header: word 0 = version (600), word 1 = time stamp
  *                      (seconds since 1970, low 32 bits), rest zero
  *   40 + 128*n   128   extras of single item n, n = 0 .. count (the count
@@ -33,8 +33,13 @@ KV_STATIC_ASSERT(offsetof(TeileZusatz, item) == 0, "item");
 KV_STATIC_ASSERT(offsetof(TeileZusatz, serialFlags) == 4, "serialFlags");
 KV_STATIC_ASSERT(offsetof(TeileZusatz, text) == 8, "text");
 
-/* Remembers the data directory and the count, creates a missing file or
- * enlarges a smaller one: 1 on success, else 0. */
+/* Remembers the file's path and the count, creates a missing file or
+ * enlarges a smaller one: 1 on success, else 0.
+ * `path` names the file itself ("C:\DATA\TEILEZUS.DBA", or a file name of the
+ * caller's own), or the data directory: an existing directory ("C:\DATA")
+ * or any path ending in a separator ("C:\DATA\"), to which "TEILEZUS.DBA"
+ * is appended. An existing file is found whatever the case of its name.
+ */
 KV_API int32_t TeileZusatz_Init(int32_t count, const char* path);
 /* Reads the extras of item (1 .. count): 1 when it has some, else 0. */
 KV_API int32_t TeileZusatz_Lese(int32_t item, void* record);

@@ -4,6 +4,7 @@
 
 #include "article/fixed_records.h"
 #include "kvdata/artlib.h"
+#include "services/name_resolve.h"
 #include "services/platform.h"
 
 namespace kv::artlib {
@@ -126,7 +127,9 @@ int32_t open_foreign(const char* path) {
     ++g_foreign.openCount;
     return g_foreign.handle;
   }
-  if (path == nullptr || FileIO_Exist(path) == 0 || !CopyPath(g_foreign.path, path)) return -1;
+  if (path == nullptr || !CopyPath(g_foreign.path, path)) return -1;
+  FileIO_ResolveNameCase(g_foreign.path);  // another installation's, perhaps copied from Windows
+  if (FileIO_Exist(g_foreign.path) == 0) return -1;
   g_foreign.recordSize = kSize;
   return fixed::Open(g_foreign);
 }
@@ -182,13 +185,13 @@ static int32_t upgrade_chain(int32_t current) {
   return current;
 }
 
-int32_t init(int32_t count, const char* directory) {
+int32_t init(int32_t count, const char* path) {
   if (g_own.openCount > 0) {  // a re-Init drops the old file's handle
     FileIO_Close(g_own.handle);
     g_own.handle = kInvalidHandle;
     g_own.openCount = 0;
   }
-  if (!fixed::Setup(g_own, directory, ARTLIB_FILE_NAME, kSize, count)) return 0;
+  if (!fixed::Setup(g_own, path, ARTLIB_FILE_NAME, kSize, count)) return 0;
   if (FileIO_Exist(g_own.path) == 0) return create() == 1 ? ARTLIB_CURRENT_VERSION : 0;
   int32_t v = version();
   if (v <= 0) return 0;  // unreadable header: leave the file for inspection

@@ -7,7 +7,7 @@
 
 namespace kv::artlib {
 
-int32_t init(int32_t count, const char* directory);
+int32_t init(int32_t count, const char* path);
 int32_t version();
 int32_t open();
 void close();

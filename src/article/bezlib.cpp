@@ -16,8 +16,8 @@ bool IsDesignation(int32_t n) { return n >= 1 && n <= g_file.count; }
 bool IsOwnHandle(int32_t handle) { return g_file.openCount > 0 && handle == g_file.handle; }
 }  // namespace
 
-int32_t init(int32_t count, const char* directory) {
-  return fixed::InitFile(g_file, directory, BEZLIB_FILE_NAME, BEZLIB_RECORD_SIZE, count, nullptr) ? 1 : 0;
+int32_t init(int32_t count, const char* path) {
+  return fixed::InitFile(g_file, path, BEZLIB_FILE_NAME, BEZLIB_RECORD_SIZE, count, nullptr) ? 1 : 0;
 }
 
 int32_t open() { return fixed::Open(g_file); }

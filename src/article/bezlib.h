@@ -6,7 +6,7 @@
 
 namespace kv::bezlib {
 
-int32_t init(int32_t count, const char* directory);
+int32_t init(int32_t count, const char* path);
 int32_t open();
 void close();
 int32_t lock_record(int32_t n);

@@ -30,7 +30,7 @@ void ForwardProgress(int32_t written, void*) {
 
 // ---- file ------------------------------------------------------------------
 
-int32_t init(int32_t size, const char* directory) {
+int32_t init(int32_t size, const char* path) {
   if (g_file.openCount > 0) {
     FileIO_Close(g_file.handle);
     g_file.handle = kInvalidHandle;
@@ -40,7 +40,7 @@ int32_t init(int32_t size, const char* directory) {
     g_file.path[0] = '\0';
     return 0;
   }
-  return fixed::Setup(g_file, directory, DATABASE_FILE_NAME, kSize, size) ? 1 : 0;
+  return fixed::Setup(g_file, path, DATABASE_FILE_NAME, kSize, size) ? 1 : 0;
 }
 
 void size_and_name(int32_t* size, char* path) {

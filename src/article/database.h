@@ -10,7 +10,7 @@
 namespace kv::database {
 
 // ---- file and records ----
-int32_t init(int32_t size, const char* directory);
+int32_t init(int32_t size, const char* path);
 void size_and_name(int32_t* size, char* path);
 int32_t create(DatabaseProgressCallback progress);
 int32_t enlarge();

@@ -6,21 +6,15 @@
 
 #include "kvdata/dba.h"
 #include "services/action.h"
+#include "services/name_resolve.h"
 #include "services/platform.h"
 
 namespace kv::fixed {
 
-bool Setup(File& f, const char* directory, const char* name, int32_t recordSize, int32_t count) {
+bool Setup(File& f, const char* initPath, const char* name, int32_t recordSize, int32_t count) {
   f.recordSize = recordSize;
   f.count = count < 0 ? 0 : count;
-  f.path[0] = '\0';
-  if (directory == nullptr || name == nullptr) return false;
-  char full[kMaxPath];
-  size_t dirLen = std::strlen(directory);
-  bool needSep = dirLen > 0 && !IsPathSep(directory[dirLen - 1]);
-  int n = std::snprintf(full, sizeof full, "%s%s%s", directory, needSep ? "/" : "", name);
-  if (n < 0 || n >= kMaxPath) return false;
-  return CopyPath(f.path, full);
+  return FamilyFilePath(initPath, name, f.path);
 }
 
 FileHandle Open(File& f) {
@@ -167,14 +161,14 @@ bool Enlarge(const File& f, ClearFn clear) {
   return ok && (size >= wanted || StampHeader(f.path));
 }
 
-bool InitFile(File& f, const char* directory, const char* name, int32_t recordSize, int32_t count,
+bool InitFile(File& f, const char* initPath, const char* name, int32_t recordSize, int32_t count,
               ClearFn clear) {
   if (f.openCount > 0) {  // a new Init drops a handle on the previous file
     FileIO_Close(f.handle);
     f.handle = kInvalidHandle;
     f.openCount = 0;
   }
-  if (!Setup(f, directory, name, recordSize, count)) return false;
+  if (!Setup(f, initPath, name, recordSize, count)) return false;
   if (FileIO_Exist(f.path) == 0) return Create(f, clear);
   return Enlarge(f, clear);
 }

@@ -27,9 +27,12 @@ struct File {
   int32_t openCount = 0;      // nesting depth of Open
 };
 
-// Sets path = directory + name (a separator is added when missing) and the
-// sizes; closes nothing. False when the path does not fit.
-bool Setup(File& f, const char* directory, const char* name, int32_t recordSize, int32_t count);
+// Sets the sizes and the path of the family's file from the path given to
+// its Init: that path itself names the file, unless it names an existing
+// directory or ends in a separator; then `name` is appended. An existing
+// file is found whatever the case of its name. Closes nothing. False when
+// the path does not fit.
+bool Setup(File& f, const char* initPath, const char* name, int32_t recordSize, int32_t count);
 // Reference-counted open (read-write, shared): the handle, or -1.
 FileHandle Open(File& f);
 // Drops one reference; the last closes the file.
@@ -57,7 +60,7 @@ bool TryLockRecord(const File& f, int32_t n);
 // each filled by clear) or enlarges it when it holds fewer. True when the
 // file is there with all its records.
 using ClearFn = void (*)(void* record);
-bool InitFile(File& f, const char* directory, const char* name, int32_t recordSize, int32_t count,
+bool InitFile(File& f, const char* initPath, const char* name, int32_t recordSize, int32_t count,
               ClearFn clear);
 // Open, read record n, close. False for n outside 0 .. count.
 bool ReadOnce(File& f, int32_t n, void* record);

@@ -12,8 +12,8 @@ fixed::File g_file;
 bool IsItem(int32_t item) { return item >= 1 && item <= g_file.count; }
 }  // namespace
 
-int32_t init(int32_t count, const char* directory) {
-  return fixed::InitFile(g_file, directory, TEILEZUSATZ_FILE_NAME, TEILEZUSATZ_RECORD_SIZE, count, nullptr)
+int32_t init(int32_t count, const char* path) {
+  return fixed::InitFile(g_file, path, TEILEZUSATZ_FILE_NAME, TEILEZUSATZ_RECORD_SIZE, count, nullptr)
              ? 1
              : 0;
 }

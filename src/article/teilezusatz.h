@@ -6,7 +6,7 @@
 
 namespace kv::teilezusatz {
 
-int32_t init(int32_t count, const char* directory);
+int32_t init(int32_t count, const char* path);
 int32_t read(int32_t item, void* record);
 int32_t write(int32_t item, const void* record);
 int32_t remove(int32_t item);

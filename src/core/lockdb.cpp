@@ -1,10 +1,13 @@
 // Lock database, function locks and the process-wide state of the lock log.
 #include "core/lockdb.h"
 
+#include <cctype>
 #include <cstdio>
 #include <cstring>
+#include <map>
 
 #include "core/locklog.h"
+#include "services/name_resolve.h"
 #include "services/platform.h"
 
 namespace kv::lockdb {
@@ -48,18 +51,65 @@ bool JoinPath(char* out, const char* directory, const char* name) {
 }
 
 // Function lock files are created and closed at once, so only their age
-// tells a crashed holder from a live one.
+// tells a crashed holder from a live one. One whose attributes cannot be
+// read at all is taken for orphaned: deleting it is tried, and when that
+// fails as well the lock is waited for.
 Staleness FunctionLockStaleness(const char* path) {
-  int64_t age = FileIO_GetFileAge(path);
-  return (age < 0 || age >= kFunctionLockOrphanAge) ? Staleness::kOrphaned : Staleness::kLive;
+  LockFileAge age = AgeOfLockFile(path);
+  if (!age.known) return Staleness::kOrphaned;
+  return age.seconds >= kFunctionLockOrphanAge ? Staleness::kOrphaned : Staleness::kLive;
+}
+
+// Where this station first saw each lock file's stamp, on its own clock.
+struct Sighting {
+  int64_t stamp = -1;
+  int64_t firstSeenMs = 0;
+};
+Mutex& SightingsMutex() {
+  static Mutex m;
+  return m;
+}
+std::map<std::string, Sighting>& Sightings() {
+  static std::map<std::string, Sighting> table;
+  return table;
+}
+// Lock files come and go under a handful of names; a table that grows past
+// this many holds mostly names nobody waits on any more.
+constexpr size_t kMaxSightings = 64;
+
+// The caller's name as the last component of a lock file's name, or not at
+// all: it must stay inside func_locks and be a valid file name on every
+// station, so no separator, no "..", no drive colon, none of the characters
+// Windows refuses in a name, and no device name.
+bool ValidFunctionName(const char* name) {
+  if (name == nullptr || name[0] == '\0') return false;
+  if (std::strstr(name, "..") != nullptr) return false;
+  for (const char* c = name; *c != '\0'; ++c) {
+    unsigned char u = static_cast<unsigned char>(*c);
+    if (u < 32 || std::strchr("<>:\"/\\|?*", u) != nullptr) return false;
+  }
+  static const char* const kDevices[] = {"CON", "PRN", "AUX", "NUL", "COM1", "COM2", "COM3",
+                                         "COM4", "COM5", "COM6", "COM7", "COM8", "COM9", "LPT1",
+                                         "LPT2", "LPT3", "LPT4", "LPT5", "LPT6", "LPT7", "LPT8",
+                                         "LPT9"};
+  for (const char* device : kDevices) {
+    size_t n = std::strlen(device);
+    bool same = true;
+    for (size_t i = 0; i < n && same; ++i) same = std::toupper(static_cast<unsigned char>(name[i])) == device[i];
+    if (same && (name[n] == '\0' || name[n] == '.')) return false;
+  }
+  return true;
 }
 
 }  // namespace
 
+// The lock database, the log and func_locks are found whatever the case of
+// their names. The log lock keeps its one spelling: it comes and goes all
+// the time, and every station must create it under the same name.
 const char* Init(const char* path) {
   if (path == nullptr || std::strlen(path) >= static_cast<size_t>(kMaxPath)) return nullptr;
   char directory[kMaxPath];
-  FileIO_ExtractPath(path, directory);
+  if (!DataDirectoryOf(path, directory)) return nullptr;
   State fresh;
   if (!JoinPath(fresh.dbPath, directory, kLockDbName) ||
       !JoinPath(fresh.logPath, directory, kLogName) ||
@@ -67,6 +117,9 @@ const char* Init(const char* path) {
       !JoinPath(fresh.functionDir, directory, kFunctionLockDir)) {
     return nullptr;
   }
+  FileIO_ResolveNameCase(fresh.dbPath);
+  FileIO_ResolveNameCase(fresh.logPath);
+  FileIO_ResolveNameCase(fresh.functionDir);
   State& s = S();
   std::memcpy(s.directory, directory, sizeof directory);
   std::memcpy(s.dbPath, fresh.dbPath, sizeof s.dbPath);
@@ -152,7 +205,7 @@ std::string DataFile(const char* name) {
 
 std::string FunctionLockPath(const char* name) {
   const State& s = S();
-  if (!s.initialised || name == nullptr || name[0] == '\0') return {};
+  if (!s.initialised || !ValidFunctionName(name)) return {};
   char path[kMaxPath];
   int n = std::snprintf(path, sizeof path, "%s%c%s.lok", s.functionDir, kPathSep, name);
   if (n < 0 || n >= kMaxPath) return {};
@@ -163,7 +216,12 @@ int32_t BlockingStart(const char* name, int32_t timeoutMs) {
   if (!S().blocking) return 1;
   std::string path = FunctionLockPath(name);
   if (path.empty()) return 0;
-  FileIO_PathCreate(S().functionDir);
+  if (!FileIO_PathExist(S().functionDir)) {
+    // Made by another station since Init, perhaps spelled otherwise.
+    FileIO_ResolveNameCase(S().functionDir);
+    FileIO_PathCreate(S().functionDir);
+    path = FunctionLockPath(name);
+  }
   int32_t waited = 0;
   for (;;) {
     FileHandle h = FileIO_CreateNewExclusive(path.c_str(), false);
@@ -199,6 +257,7 @@ void LogEvent(const char* ip, const char* user, const char* function, int32_t w1
   if (lock == kInvalidHandle) return;
   std::string line = locklog::FormatLine(LocalTimeNow(), w1, w2, w3, s.ip, s.user,
                                          function != nullptr ? function : "");
+  if (!FileIO_Exist(s.logPath)) FileIO_ResolveNameCase(s.logPath);  // before creating it
   locklog::AppendLine(s.logPath, line);
   FileIO_Close(lock);  // deletes kvlogfile.lok
 }
@@ -216,6 +275,32 @@ void Exit() {
 int32_t OpenCount() { return S().openCount; }
 FileHandle LockDbHandle() { return S().handle; }
 bool BlockingEnabled() { return S().blocking; }
+
+// Age of a lock file as this station judges it. The stamp comes from the
+// clock of whoever wrote the file (or of the file server), the present from
+// this station's clock; when the writer's clock runs ahead the stamp lies in
+// the future and the difference is negative. Such a file counts as just
+// written, and then for as long as this station has seen its stamp
+// unchanged, measured on its own clock: so it becomes orphaned once it has
+// stood unchanged for the orphan age, however far ahead the other clock
+// runs. For a stamp in the past the difference of the clocks is never the
+// smaller of the two, so the usual rule holds unchanged there.
+LockFileAge AgeOfLockFile(const char* path) {
+  int64_t stamp = FileIO_GetLastWriteTime(path);
+  if (stamp < 0) return {false, 0};
+  int64_t sinceStamp = UnixTimeNow() - stamp;
+  int64_t nowMs = MonotonicMs();
+  MutexLock lock(SightingsMutex());
+  auto& table = Sightings();
+  if (table.size() > kMaxSightings) table.clear();
+  Sighting& seen = table[path];
+  if (seen.stamp != stamp) {
+    seen.stamp = stamp;
+    seen.firstSeenMs = nowMs;
+  }
+  int64_t watched = (nowMs - seen.firstSeenMs) / 1000;
+  return {true, sinceStamp > watched ? sinceStamp : watched};
+}
 
 // Taking over an orphaned lock file is a check followed by a delete. When two
 // stations find the same orphan, the slower one's delete can hit the fresh

@@ -54,12 +54,24 @@ FileHandle LockDbHandle();
 bool BlockingEnabled();
 // Full path of a file of the data directory ("" before Init).
 std::string DataFile(const char* name);
-// Path of the lock file of function `name`; "" when it does not fit.
+// Path of the lock file of function `name`; "" when it does not fit or the
+// name would reach outside func_locks (a separator, "..", a drive colon, a
+// character Windows refuses in names, a device name such as NUL).
 std::string FunctionLockPath(const char* name);
 
 // The byte of MMLOCK.DBA, far beyond its 14, that a station holds while it
 // deletes an orphaned lock file.
 constexpr int64_t kOrphanGuardByte = 0x40000000;
+
+// Seconds a lock file has stood unchanged, as this station judges it: the
+// larger of (now - its stamp) and the time this station has watched that
+// stamp unchanged on its own clock. A stamp in the future thus counts as
+// just written. known is false when its attributes cannot be read.
+struct LockFileAge {
+  bool known;
+  int64_t seconds;
+};
+LockFileAge AgeOfLockFile(const char* path);
 
 // How a lock file found in the way is to be treated.
 enum class Staleness {

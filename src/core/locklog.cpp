@@ -11,13 +11,17 @@ namespace kv::locklog {
 namespace {
 
 // kvlogfile.lok is created delete-on-close, so on Windows it vanishes with
-// its holder. A POSIX process that dies leaves it behind; its holder lock
-// then shows that nobody holds it, and it is treated as already gone. The
-// age limit catches lock files that no live check can judge.
+// its holder. A POSIX process of this library that dies leaves it behind;
+// its mark and the missing holder lock then show that nobody holds it, and
+// it is treated as already gone. Any other lock file (the Windows program's
+// holds no byte-range lock at all) is judged by its age alone: waited for
+// while it is 20 seconds old or younger, deleted with a message after that.
+// One whose attributes cannot be read is waited for.
 lockdb::Staleness LogLockStaleness(const char* path) {
   if (FileIO_LockFileHolderAlive(path) == 0) return lockdb::Staleness::kOrphaned;
-  int64_t age = FileIO_GetFileAge(path);
-  return age > lockdb::kLogLockMaxAge ? lockdb::Staleness::kAged : lockdb::Staleness::kLive;
+  lockdb::LockFileAge age = lockdb::AgeOfLockFile(path);
+  if (!age.known) return lockdb::Staleness::kLive;
+  return age.seconds > lockdb::kLogLockMaxAge ? lockdb::Staleness::kAged : lockdb::Staleness::kLive;
 }
 
 }  // namespace

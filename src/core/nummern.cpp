@@ -11,6 +11,7 @@
 #include "kvdata/kvhost.h"
 #include "services/fileio.h"
 #include "services/hostui.h"
+#include "services/name_resolve.h"
 #include "services/platform.h"
 #include "services/storage.h"
 #include "services/strings.h"
@@ -91,6 +92,7 @@ void AdoptModuleDirectoryFile() {
   size_t n = std::strlen(moduleFile);
   if (n + std::strlen(kFileName) >= static_cast<size_t>(kMaxPath)) return;
   std::memcpy(moduleFile + n, kFileName, std::strlen(kFileName) + 1);
+  FileIO_ResolveNameCase(moduleFile);
   if (FileIO_Exist(g_path) || !FileIO_Exist(moduleFile) || SamePath(moduleFile, g_path)) return;
   if (FileIO_CopyFile(moduleFile, g_path, 0)) FileIO_DeleteFile(moduleFile);
 }
@@ -106,11 +108,9 @@ const char* FilePath() { return g_path; }
 void Init(const char* path) {
   if (path == nullptr) return;
   char directory[kMaxPath];
-  if (!CopyPath(directory, path)) return;
-  FileIO_PathRemoveFileName(directory);
-  if (std::strlen(directory) + std::strlen(kFileName) >= static_cast<size_t>(kMaxPath)) return;
-  std::strcpy(g_path, directory);
-  std::strcat(g_path, kFileName);
+  if (!DataDirectoryOf(path, directory)) return;
+  std::string file = ResolvedFileIn(directory, kFileName);
+  if (!CopyPath(g_path, file.c_str())) return;
   AdoptModuleDirectoryFile();
 }
 
@@ -143,7 +143,14 @@ int32_t WriteCounter(int32_t value, int32_t index) {
   FileHandle h = FileIO_OpenRWS(g_path);
   // The question reads "create anew? ... or search again? (J/N)", yet Yes
   // searches again and No creates: users know it this way round.
-  while (h == kInvalidHandle && UserWantsToSearchAgain()) h = FileIO_OpenRWS(g_path);
+  while (h == kInvalidHandle && UserWantsToSearchAgain()) {
+    FileIO_ResolveNameCase(g_path);  // it may have come back under another case
+    h = FileIO_OpenRWS(g_path);
+  }
+  if (h == kInvalidHandle) {
+    FileIO_ResolveNameCase(g_path);  // never a second file beside one spelled otherwise
+    h = FileIO_OpenRWS(g_path);
+  }
   if (h == kInvalidHandle) {
     // A new file holds this counter only; every other one starts at 0.
     h = FileIO_CreateRWS(g_path);

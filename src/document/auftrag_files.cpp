@@ -4,6 +4,7 @@
 
 #include "document/auftrag.h"
 #include "document/doc_files.h"
+#include "services/name_resolve.h"
 #include "services/platform.h"
 #include "services/storage.h"
 
@@ -91,6 +92,7 @@ int32_t InitWithArchive(int32_t flag, const char* path, const char* archiveRoot)
   if (rootLen + std::strlen(tail) >= static_cast<size_t>(kMaxPath)) return 0;
   std::memcpy(g_archiveDir, archiveRoot, rootLen);
   std::strcpy(g_archiveDir + rootLen, tail);
+  FileIO_ResolveNameCase(g_archiveDir);  // an archive spelled otherwise is still this one
   return FileIO_MakeMultiPath(g_archiveDir);
 }
 

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "services/fileio.h"
+#include "services/name_resolve.h"
 
 namespace kv::doc {
 
@@ -20,6 +21,7 @@ void SetDirectoryFromPath(char* directory, const char* path) {
   char dir[kMaxPath];
   if (!CopyPath(dir, path)) return;
   FileIO_PathRemoveFileName(dir);
+  FileIO_ResolveNameCase(dir);  // AUFTRAG, RECHNUNG: found whatever their case
   std::memcpy(directory, dir, sizeof dir);
 }
 

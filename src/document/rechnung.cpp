@@ -6,6 +6,7 @@
 
 #include "document/doc_files.h"
 #include "services/ini.h"
+#include "services/name_resolve.h"
 
 namespace kv::rechnung {
 
@@ -57,6 +58,7 @@ int32_t InitWithArchive(int32_t prefix, const char* path, const char* archiveRoo
     g_archiveDir[0] = '\0';
     return 0;
   }
+  FileIO_ResolveNameCase(g_archiveDir);  // an archive spelled otherwise is still this one
   return FileIO_MakeMultiPath(g_archiveDir);
 }
 

@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "services/fileio.h"
+#include "services/name_resolve.h"
 
 namespace kv::ean {
 
@@ -95,8 +96,7 @@ int32_t WidenUpc(char* code) {
 }
 
 void Init(const char* path) {
-  if (!CopyPath(g_dataDirectory, path)) return;
-  FileIO_PathRemoveFileName(g_dataDirectory);
+  DataDirectoryOf(path, g_dataDirectory);
 }
 
 const char* DataDirectory() { return g_dataDirectory; }

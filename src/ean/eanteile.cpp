@@ -21,8 +21,8 @@ bool IsEanText(const char* ean) {
 }
 }  // namespace
 
-int32_t init(int32_t count, const char* directory) {
-  return fixed::InitFile(g_file, directory, EANTEILE_FILE_NAME, EANTEILE_RECORD_SIZE, count, nullptr) ? 1 : 0;
+int32_t init(int32_t count, const char* path) {
+  return fixed::InitFile(g_file, path, EANTEILE_FILE_NAME, EANTEILE_RECORD_SIZE, count, nullptr) ? 1 : 0;
 }
 
 int32_t store(int32_t item, const char* ean) {

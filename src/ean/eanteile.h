@@ -6,7 +6,7 @@
 
 namespace kv::eanteile {
 
-int32_t init(int32_t count, const char* directory);
+int32_t init(int32_t count, const char* path);
 int32_t store(int32_t item, const char* ean);
 int32_t read(int32_t item, char* ean);
 int32_t remove(int32_t item);

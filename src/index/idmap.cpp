@@ -8,6 +8,7 @@
 #include "kvdata/artlib.h"
 #include "services/action.h"
 #include "services/fileio.h"
+#include "services/name_resolve.h"
 
 namespace kv::index {
 
@@ -63,6 +64,7 @@ BaumKeyDatei* InitIdMapFile(const char* dataDir, const char* fileName) {
   FileIO_MakePathName(path);
   if (std::strlen(path) + std::strlen(fileName) >= sizeof path) return nullptr;
   std::strcat(path, fileName);
+  FileIO_ResolveNameCase(path);  // a map copied from Windows may be spelled otherwise
 
   const int32_t wanted = IdMapSlotCount();
   const bool existed = FileIO_Exist(path) != 0;

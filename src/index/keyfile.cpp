@@ -5,6 +5,7 @@
 #include "index/avl_tree.h"
 #include "index/keyfile_internal.h"
 #include "services/fileio.h"
+#include "services/name_resolve.h"
 #include "services/platform.h"
 
 namespace kv::index {
@@ -166,9 +167,10 @@ BaumKeyDatei* KeyFileInit(const char* path, int32_t recordSize, int32_t slotCoun
   d->self = d;
   d->handle = kInvalidHandle;
   std::memcpy(d->path, path, std::strlen(path) + 1);
+  FileIO_ResolveNameCase(d->path);  // never a second file beside one spelled otherwise
   BindTree(d);
 
-  FileHandle probe = FileIO_OpenRWS(path);
+  FileHandle probe = FileIO_OpenRWS(d->path);
   if (probe != kInvalidHandle) {
     FileIO_Close(probe);
   } else if (KeyFileCreate(d, nullptr) == 1) {

@@ -24,8 +24,12 @@ DbaFile& SecondCustomerFile();
 const std::string& DataDirectory();
 // Fills a closed descriptor for file `name` of `directory`.
 void SetUpDescriptor(DbaFile& file, const std::string& directory, const char* name, int32_t recordSize);
-// Directory part of path, with a trailing separator.
+// The data directory of path (the path itself when it names an existing
+// directory, else its directory part), with a trailing separator.
 std::string DirectoryOf(const char* path);
+// Path of file `name` of `directory`, spelled as the file on disk when one
+// exists under another case.
+std::string FileIn(const std::string& directory, const char* name);
 bool InRange(int32_t number);
 
 int32_t Init(const char* path);

@@ -6,6 +6,7 @@
 #include "partner/kunden.h"
 #include "services/action.h"
 #include "services/fileio.h"
+#include "services/name_resolve.h"
 #include "services/sepa.h"
 
 namespace kv::partner {
@@ -93,15 +94,17 @@ bool InRange(int32_t number) { return number >= 1 && number <= KUNDEN_MAX; }
 
 std::string DirectoryOf(const char* path) {
   char dir[kMaxPath] = {0};
-  FileIO_ExtractPath(path, dir);
+  DataDirectoryOf(path, dir);
   FileIO_MakePathName(dir);
   return dir;
 }
 
+std::string FileIn(const std::string& directory, const char* name) { return ResolvedFileIn(directory, name); }
+
 void SetUpDescriptor(DbaFile& file, const std::string& directory, const char* name, int32_t recordSize) {
   if (file.openCount > 0) DBA_CloseDBA(&file);
   file = MakeClosed(recordSize);
-  CopyPath(file.path, (directory + name).c_str());
+  CopyPath(file.path, FileIn(directory, name).c_str());
 }
 
 int32_t Init(const char* path) {

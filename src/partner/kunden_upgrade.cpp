@@ -107,9 +107,9 @@ void ReportSwapFailure(int32_t error) {
 // drops the search files of the old file if asked. On failure the old file is back in place, the temporary file is removed
 // and the user has been told.
 bool SwapIn(const std::string& dir, const char* tempName, bool dropSearchFiles) {
-  std::string customers = dir + kCustomerName;
-  std::string backup = dir + kBackupName;
-  std::string temp = dir + tempName;
+  std::string customers = FileIn(dir, kCustomerName);
+  std::string backup = FileIn(dir, kBackupName);
+  std::string temp = FileIn(dir, tempName);
   FileIO_DeleteFile(backup.c_str());
   int32_t error = 0;
   if (!FileIO_RenameFile(customers.c_str(), backup.c_str())) {
@@ -120,8 +120,8 @@ bool SwapIn(const std::string& dir, const char* tempName, bool dropSearchFiles) 
   } else {
     FileIO_DeleteFile(backup.c_str());
     if (dropSearchFiles) {
-      FileIO_DeleteFile((dir + kNameSearchName).c_str());
-      FileIO_DeleteFile((dir + kBankSearchName).c_str());
+      FileIO_DeleteFile(FileIn(dir, kNameSearchName).c_str());
+      FileIO_DeleteFile(FileIn(dir, kBankSearchName).c_str());
     }
     return true;
   }
@@ -254,7 +254,7 @@ int32_t CheckConversionRequired(const char* path) {
   if (!DBA_InspectExistingDBA(&f)) return 0;
   int32_t version = DBA_GetVersion(&f);
   if (version == KUNDE_VERSION || version == 520 || version == 530) return version;
-  if (version < 520 && FileIO_Exist((dir + kExtensionName).c_str())) {
+  if (version < 520 && FileIO_Exist(FileIn(dir, kExtensionName).c_str())) {
     return ConvertOldest(dir) ? KUNDE_VERSION : 0;
   }
   if (!HoldsRecordsOf(f, KUNDE_RECORD_SIZE)) return version;
@@ -279,7 +279,7 @@ int32_t DoUpdate(int32_t newVersion, int32_t oldVersion) {
   }
   // The tidy-up reads 1299-byte records: it runs once the file has them.
   if (current) {
-    std::string customers = dir + kCustomerName;
+    std::string customers = FileIn(dir, kCustomerName);
     // A handle opened before the swap would still point at the old file.
     SetUpDescriptor(CustomerFile(), dir, kCustomerName, KUNDE_RECORD_SIZE);
     Reorganise();

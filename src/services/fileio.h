@@ -140,14 +140,17 @@ int32_t FileIO_DoFilesInDirectoryTree(const char* startDirectory, int32_t recurs
 // ---- Lock files --------------------------------------------------------
 // Creates a new file exclusively (write access, no sharing, fails when the
 // file exists). With deleteOnClose the file disappears when the handle is
-// closed; and because a POSIX process that dies cannot delete it, the holder
-// also keeps a lock on it for as long as the handle is open, so that
-// FileIO_LockFileHolderAlive can tell a live holder from an orphan.
-// Returns the handle or -1.
+// closed; and because a POSIX process that dies cannot delete it, the POSIX
+// holder also marks the file with its host and process id and keeps a lock
+// on its first byte for as long as the handle is open, so that
+// FileIO_LockFileHolderAlive can tell a live holder from an orphan
+// (services/lockfile_mark.h). Returns the handle or -1.
 FileHandle FileIO_CreateNewExclusive(const char* path, bool deleteOnClose);
-// For a file made by FileIO_CreateNewExclusive(..., true): 1 while a live
-// handle holds it, 0 when the file exists but its holder is gone (orphan),
-// -1 when the file does not exist.
+// For a delete-on-close lock file: 1 while a live handle holds it (or it
+// cannot be opened at all, as a Windows holder's file), 0 when it carries
+// this library's holder mark but nobody holds it (orphan), 2 when it can be
+// read but carries no mark (another program's lock file, which only its age
+// can judge), -1 when the file does not exist.
 int32_t FileIO_LockFileHolderAlive(const char* path);
 // Opens (creating if needed) for appending with shared read; every write
 // goes to the end of the file in one piece. -1 on failure.

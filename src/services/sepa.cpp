@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "services/fileio.h"
+#include "services/name_resolve.h"
 
 namespace kv {
 
@@ -46,9 +47,11 @@ struct BicTable {
   std::vector<BicEntry> bics;
 };
 
-std::string& DataDirectory() {
-  static std::string dir;
-  return dir;
+// The bank-code file of the data directory, spelled as on disk; fixed when
+// the directory is set.
+std::string& BankCodePath() {
+  static std::string path;
+  return path;
 }
 
 BicTable& Table() {
@@ -133,8 +136,7 @@ int32_t SEPA_BANKEN_BIC_Ermitteln(const char* bankCode, char* bic) {
   if (bic == nullptr) return 0;
   bic[0] = '\0';
   if (bankCode == nullptr || strnlen(bankCode, 9) != 8) return 0;
-  std::string path = DataDirectory() + kBankCodeFile;
-  if (!LoadTable(path)) return 0;
+  if (!LoadTable(BankCodePath())) return 0;
   BicEntry key{};
   std::memcpy(key.bankCode, bankCode, 8);
   const std::vector<BicEntry>& bics = Table().bics;
@@ -147,7 +149,7 @@ int32_t SEPA_BANKEN_BIC_Ermitteln(const char* bankCode, char* bic) {
 void SEPA_SetDataDirectory(const char* directory) {
   std::string dir = directory ? directory : "";
   if (!dir.empty() && !IsPathSep(dir.back())) dir += kPathSep;
-  DataDirectory() = dir;
+  BankCodePath() = ResolvedFileIn(dir, kBankCodeFile);
 }
 
 }  // namespace kv

@@ -1,4 +1,5 @@
 // Byte locks on MMLOCK.DBA and function lock files, between real processes.
+#include <filesystem>
 #include <sstream>
 #include <string>
 
@@ -193,6 +194,67 @@ TEST_F(LockDbTest, OnlyOneOfSeveralProcessesTakesOverTheSameOrphan) {
     EXPECT_EQ(winners, 1) << "round " << round;
     KVLOCKDB_Blocking_Stop("BEZLIB_Reorg");
   }
+}
+
+// Every entry below the data directory, with its size, to see that nothing
+// was created or deleted anywhere.
+std::string Tree(const std::string& dir) {
+  std::ostringstream out;
+  for (const auto& e : std::filesystem::recursive_directory_iterator(dir)) {
+    out << e.path().string() << " " << (e.is_regular_file() ? e.file_size() : 0) << "\n";
+  }
+  return out.str();
+}
+
+TEST_F(LockDbTest, NamesReachingOutsideFuncLocksAreRefusedAndTouchNothing) {
+  ASSERT_TRUE(kv::FileIO_MakeMultiPath(file("outside").c_str()));
+  ASSERT_TRUE(kv::FileIO_MakeMultiPath(file("func_locks").c_str()));
+  kvtest::WriteFileBytes(file("victim.lok"), {'v'});
+  kvtest::WriteFileBytes(file("outside/esc.lok"), {'e'});
+  kvtest::WriteFileBytes(file("kvlogfile.lok"), {});
+  const std::string before = Tree(dir());
+  const char* refused[] = {"../victim", "..\\victim", "../outside/esc", "..",       "a..b",
+                           "sub/x",     "sub\\x",     "C:victim",       "a<b",     "a>b",
+                           "a\"b",      "a|b",          "a?b",            "a*",      "tab\tname",
+                           "../kvlogfile", "NUL",       "con.txt",        "Com1"};
+  for (const char* name : refused) {
+    SCOPED_TRACE(name);
+    EXPECT_EQ(KVLOCKDB_Blocking_Start(name, 0), 0);
+    KVLOCKDB_Blocking_Stop(name);
+  }
+  EXPECT_EQ(Tree(dir()), before);
+
+  // Ordinary names, dots included, still work.
+  EXPECT_EQ(KVLOCKDB_Blocking_Start("LCK_BEZLIB.v2", 0), 1);
+  EXPECT_TRUE(FileExists(FunctionLock("LCK_BEZLIB.v2")));
+  KVLOCKDB_Blocking_Stop("LCK_BEZLIB.v2");
+
+  // With blocking off nothing is checked, granted or created.
+  KVLOCKDB_IPUSERInit("10.0.0.1", "anna", 0);
+  EXPECT_EQ(KVLOCKDB_Blocking_Start("../outside/esc", 0), 1);
+  KVLOCKDB_Blocking_Stop("../victim");
+  EXPECT_EQ(Tree(dir()), before);
+}
+
+// A station whose clock runs ahead stamps its lock file in the future. That
+// file is fresh, however far ahead; it is orphaned only once this station
+// has seen it unchanged for the orphan age on its own clock.
+TEST_F(LockDbTest, LockStampedInTheFutureIsFreshUntilSeenUnchangedForTheOrphanAge) {
+  const std::string lok = FunctionLock("DATABASE_Reorg");
+  ASSERT_EQ(KVLOCKDB_Blocking_Start("DATABASE_Reorg", 0), 1);
+  kvtest::AgeFile(lok, -2);
+  EXPECT_EQ(KVLOCKDB_Blocking_Start("DATABASE_Reorg", 0), 0);
+  kvtest::AgeFile(lok, -3600);
+  const int64_t stamp = kv::FileIO_GetLastWriteTime(lok.c_str());
+  EXPECT_EQ(KVLOCKDB_Blocking_Start("DATABASE_Reorg", 500), 0);
+  EXPECT_EQ(kv::FileIO_GetLastWriteTime(lok.c_str()), stamp);
+
+  EXPECT_EQ(KVLOCKDB_Blocking_Start("DATABASE_Reorg", 3000), 0);
+
+  // Waiting long enough, it is taken over once unchanged for 31 seconds.
+  EXPECT_EQ(KVLOCKDB_Blocking_Start("DATABASE_Reorg", 60000), 1);
+  EXPECT_LT(Age(lok), 5);
+  EXPECT_GE(Age(lok), 0);
 }
 
 }  // namespace

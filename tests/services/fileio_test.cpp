@@ -3,6 +3,7 @@
 // rename that refuses an existing target; lock files.
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "kvtest.h"
 #include "services/fault.h"
@@ -204,8 +205,12 @@ TEST_F(FileIOTest, ExclusiveLockFilesAndOrphans) {
   FileIO_Close(h);  // delete-on-close
   EXPECT_FALSE(kvtest::FileExists(lok));
   EXPECT_EQ(FileIO_LockFileHolderAlive(lok.c_str()), -1);
-  // A file nobody holds (its holder died) is an orphan.
+  // A plain file nobody holds is another program's: only its age can tell.
   MakeFile("x.lok", 0);
+  EXPECT_EQ(FileIO_LockFileHolderAlive(lok.c_str()), 2);
+  // One with this library's holder mark and no holder is an orphan.
+  const std::string mark = "kvdata lock holder host=kasse3 pid=99\n";
+  kvtest::WriteFileBytes(lok, std::vector<uint8_t>(mark.begin(), mark.end()));
   EXPECT_EQ(FileIO_LockFileHolderAlive(lok.c_str()), 0);
   kvtest::AgeFile(lok, 31);
   int64_t age = FileIO_GetFileAge(lok.c_str());

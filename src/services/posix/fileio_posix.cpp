@@ -34,6 +34,7 @@
 #include "services/fileio.h"
 #include "services/fileio_list.h"
 #include "services/lock_ranges.h"
+#include "services/lockfile_mark.h"
 #include "services/platform.h"
 
 namespace kv {
@@ -344,10 +345,11 @@ int64_t FileIO_GetLastWriteTime(const char* path) {
   return st.st_mtime;
 }
 
-// A delete-on-close lock file is made under a private name, locked, and only
-// then linked to its real name: link() fails when the name exists, so the
-// creation stays exclusive, and nobody can ever see the real name without
-// its holder's lock on it.
+// A delete-on-close lock file is made under a private name, marked with its
+// holder (see services/lockfile_mark.h), locked, and only then linked to its
+// real name: link() fails when the name exists, so the creation stays
+// exclusive, and nobody can ever see the real name without its mark and its
+// holder's lock on it.
 FileHandle FileIO_CreateNewExclusive(const char* path, bool deleteOnClose) {
   std::string p = NativePath(path);
   if (p.empty() || fault::Fire(fault::Kind::Create)) return kInvalidHandle;
@@ -360,7 +362,13 @@ FileHandle FileIO_CreateNewExclusive(const char* path, bool deleteOnClose) {
   std::snprintf(tmp, sizeof tmp, "%s.%d.%d.new", p.c_str(), ProcessId(), ++counter);
   int fd = ::open(tmp, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
   if (fd < 0) return kInvalidHandle;
-  if (!KernelLock(fd, 0, 1, F_WRLCK) || ::link(tmp, p.c_str()) != 0) {
+  char host[64] = "";
+  if (gethostname(host, sizeof host - 1) != 0) host[0] = '\0';
+  host[sizeof host - 1] = '\0';
+  char mark[kLockHolderLineMax];
+  int n = std::snprintf(mark, sizeof mark, "%shost=%s pid=%d\n", kLockHolderMark, host, ProcessId());
+  bool marked = n > 0 && n < static_cast<int>(sizeof mark) && ::write(fd, mark, static_cast<size_t>(n)) == n;
+  if (!marked || !KernelLock(fd, 0, 1, F_WRLCK) || ::link(tmp, p.c_str()) != 0) {
     ::unlink(tmp);
     ::close(fd);
     return kInvalidHandle;
@@ -369,11 +377,25 @@ FileHandle FileIO_CreateNewExclusive(const char* path, bool deleteOnClose) {
   return Register(fd, p);
 }
 
+// Opened without blocking and read only when it is a regular file: a FIFO
+// or device in its place is nobody's lock file.
 int32_t FileIO_LockFileHolderAlive(const char* path) {
   std::string p = NativePath(path);
   if (p.empty()) return -1;
-  int fd = ::open(p.c_str(), O_RDWR | O_CLOEXEC);
+  int fd = ::open(p.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
   if (fd < 0) return errno == ENOENT ? -1 : 1;
+  struct stat st;
+  char head[kLockHolderLineMax];
+  ssize_t got = 0;
+  if (fstat(fd, &st) == 0 && S_ISREG(st.st_mode)) {
+    do {
+      got = ::pread(fd, head, sizeof head, 0);
+    } while (got < 0 && errno == EINTR);
+  }
+  if (got <= 0 || !HasLockHolderMark(head, static_cast<size_t>(got))) {
+    ::close(fd);
+    return 2;
+  }
   struct flock fl;
   std::memset(&fl, 0, sizeof fl);
   fl.l_type = F_WRLCK;

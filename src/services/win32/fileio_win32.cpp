@@ -27,6 +27,7 @@
 #include "services/fileio.h"
 #include "services/fileio_list.h"
 #include "services/lock_ranges.h"
+#include "services/lockfile_mark.h"
 #include "services/platform.h"
 
 namespace kv {
@@ -433,7 +434,7 @@ int64_t FileIO_GetLastWriteTime(const char* path) {
 // every other opener out for as long as the holder's handle is open, and
 // FILE_FLAG_DELETE_ON_CLOSE removes the file when that handle closes, also
 // when the holder's process dies. A lock file that exists but can be opened
-// therefore has no holder.
+// therefore has no Windows holder.
 FileHandle FileIO_CreateNewExclusive(const char* path, bool deleteOnClose) {
   std::string p = NativePath(path);
   if (p.empty() || fault::Fire(fault::Kind::Create)) return kInvalidHandle;
@@ -449,8 +450,23 @@ int32_t FileIO_LockFileHolderAlive(const char* path) {
   HANDLE h = CreateFileA(p.c_str(), GENERIC_READ, kShareAll, nullptr, OPEN_EXISTING,
                          FILE_ATTRIBUTE_NORMAL, nullptr);
   if (h != INVALID_HANDLE_VALUE) {
+    // Nobody holds it with share mode 0. A POSIX station's file on a shared
+    // directory is still held while its holder's lock on the first byte
+    // stands; a file without that station's mark only its age can judge.
+    char head[kLockHolderLineMax];
+    DWORD got = 0;
+    int32_t verdict = 2;
+    if (GetFileType(h) == FILE_TYPE_DISK && ReadFile(h, head, sizeof head, &got, nullptr) &&
+        HasLockHolderMark(head, got)) {
+      OVERLAPPED at{};
+      verdict = 1;
+      if (LockFileEx(h, LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0, &at)) {
+        UnlockFileEx(h, 0, 1, 0, &at);
+        verdict = 0;
+      }
+    }
     CloseHandle(h);
-    return 0;
+    return verdict;
   }
   DWORD err = GetLastError();
   if (err == ERROR_FILE_NOT_FOUND || err == ERROR_PATH_NOT_FOUND) return -1;
