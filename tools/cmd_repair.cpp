@@ -125,7 +125,8 @@ std::string Stamp() {
 
 class Repairer {
  public:
-  Repairer(std::string dir, const DirectoryCheck& check) : dir_(std::move(dir)), check_(check), stamp_(Stamp()) {
+  Repairer(std::string dir, const DirectoryCheck& check, std::string stamp)
+      : dir_(std::move(dir)), stamp_(std::move(stamp)) {
     for (const FileReport& r : check.files) {
       reports_[r.name] = r;
       if (r.name == DATABASE_FILE_NAME) itemsFile_ = r.name;
@@ -350,7 +351,6 @@ class Repairer {
   }
 
   std::string dir_;
-  const DirectoryCheck& check_;
   std::string stamp_;
   std::string itemsFile_;
   std::map<std::string, FileReport> reports_;
@@ -400,6 +400,7 @@ bool Execute(Repairer& repairer, const std::vector<Action>& plan, bool dryRun, i
 void Repair(const Options& o) {
   const std::string dir = OpenDataDirectory(kCmd, o.dir);
   const DirectoryCheck before = CheckDirectory(dir);
+  const std::string stamp = Stamp();  // one for every copy of this run
   // Chains are planned after the file repairs, from a fresh check: a
   // customer reorganisation changes which customers are live.
   const std::vector<Action> plan = Plan(before, o.dryRun);
@@ -419,7 +420,7 @@ void Repair(const Options& o) {
   }
   int refused = 0;
   if (o.dryRun) {
-    Repairer repairer(dir, before);
+    Repairer repairer(dir, before, stamp);
     Execute(repairer, plan, true, &refused);
     std::cout << "dry run: nothing was changed\n";
     return;
@@ -432,12 +433,12 @@ void Repair(const Options& o) {
 
   bool ok;
   {
-    Repairer repairer(dir, before);
+    Repairer repairer(dir, before, stamp);
     ok = Execute(repairer, plan, false, &refused);
   }
   if (ok && chainDefects) {
     const DirectoryCheck middle = CheckDirectory(dir);
-    Repairer repairer(dir, middle);
+    Repairer repairer(dir, middle, stamp);
     std::vector<Action> chains;
     for (const Action& a : Plan(middle, true)) {
       if (a.kind == RepairKind::kRelinkChain) chains.push_back(a);
