@@ -61,9 +61,8 @@ void PrintText(const std::string& dir, const LockSurvey& s) {
     }
     std::cout << "\n";
   }
-  std::cout << "function locks (" << kv::lockdb::kFunctionLockDir << "): ";
-  if (s.functionLocks.empty()) std::cout << "none";
-  std::cout << "\n";
+  std::cout << "function locks (" << kv::lockdb::kFunctionLockDir << "):" << (s.functionLocks.empty() ? " none" : "")
+            << "\n";
   for (const FunctionLock& f : s.functionLocks) {
     std::cout << "  " << f.name << ": " << (f.state == LockFileState::kUnreadable ? "" : Age(f.age) + ", ")
               << StateText(f.state) << "\n";
@@ -75,11 +74,11 @@ void PrintText(const std::string& dir, const LockSurvey& s) {
     std::cout << Age(s.logLockAge) << ", " << StateText(s.logLockState)
               << (s.logLockHolderAlive ? ", its holder is alive" : ", its holder is gone") << "\n";
   }
-  std::cout << "byte-range locks on record files: " << (s.fileLocks.empty() ? "none" : "") << "\n";
+  std::cout << "byte-range locks on record files:" << (s.fileLocks.empty() ? " none" : "") << "\n";
   for (const FileLocks& f : s.fileLocks) {
     std::cout << "  " << f.file << ":" << (f.header ? " header" : "") << (f.records ? " records" : "") << "\n";
   }
-  std::cout << "last lock-log line of each station: " << (s.stations.empty() ? "none" : "") << "\n";
+  std::cout << "last lock-log line of each station:" << (s.stations.empty() ? " none" : "") << "\n";
   for (const StationLine& st : s.stations) std::cout << "  " << st.line << "\n";
 }
 

@@ -427,7 +427,7 @@ void Repair(const Options& o) {
   }
 
   std::string held;
-  if (SurveyLocks(dir).AnyHeld(&held)) Fail(kCmd, "refused: " + held + " (another station is working)", dir, 0, kExitDefects);
+  if (SurveyLocks(dir).AnyHeld(&held)) Fail(kCmd, "refused while another station works: " + held, dir, 0, kExitDefects);
   RepairLock lock(dir);
   if (!lock.held()) Fail(kCmd, "refused: another repair is running", dir, 0, kExitDefects);
 

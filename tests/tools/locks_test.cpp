@@ -59,7 +59,7 @@ TEST_F(LocksTest, ByteHeldByAnotherProcessIsShownAndStopsRepair) {
 
   const auto repair = Tool({"repair", data()});
   EXPECT_EQ(repair.code, 1);
-  EXPECT_NE(repair.err.find("kvdata repair: refused: byte 12 of MMLOCK.DBA is locked"), std::string::npos)
+  EXPECT_NE(repair.err.find("kvdata repair: refused while another station works: byte 12 of MMLOCK.DBA is locked"), std::string::npos)
       << repair.err;
   EXPECT_EQ(ReadFileBytes(data("DEMO.DBA")), damaged_);
 
