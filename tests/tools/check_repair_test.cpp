@@ -113,6 +113,31 @@ TEST_F(CheckRepairTest, FreeChainThroughUsedItemAndStaleSearchEntryAreRepaired) 
   ExpectHealthy();
 }
 
+// A customer whose record lost its count (as a save of a freshly taken
+// number did) comes back through the customer file's reorganisation, which
+// keeps every record that has a surname; its chain of items stays whole.
+TEST_F(CheckRepairTest, CustomerMarkedFreeComesBackWithItsChain) {
+  std::vector<uint8_t> customers = ReadFileBytes(data("KUNDEN.DBA"));
+  PutI32(customers, 40 + 2 * 1299, -1);
+  PutI32(customers, 12, 7);
+  WriteFileBytes(data("KUNDEN.DBA"), customers);
+  const auto check = Tool({"check", data()});
+  EXPECT_EQ(check.code, 1);
+  EXPECT_NE(check.out.find("DEFECT KUNDEN.DBA record 2: item 2 is marked free but is not on the free chain"),
+            std::string::npos)
+      << check.out;
+  EXPECT_NE(check.out.find("note   TEILE.DBA: 1 items name a customer that has been deleted"), std::string::npos);
+
+  const auto repair = Tool({"repair", data()});
+  EXPECT_EQ(repair.code, 0) << repair.out << repair.err;
+  const std::vector<uint8_t> after = ReadFileBytes(data("KUNDEN.DBA"));
+  EXPECT_EQ(I32At(after, 12), 3);
+  EXPECT_EQ(I32At(after, 40 + 2 * 1299), 1);
+  EXPECT_EQ(I32At(after, 40 + 2 * 1299 + 911), 1);  // first item of the chain
+  EXPECT_NE(Tool({"customers", data()}).out.find("Mustermann"), std::string::npos);
+  ExpectHealthy();
+}
+
 TEST_F(CheckRepairTest, ItemChainIsRelinkedInTheOrderItsLinksProve) {
   AddItems();
   std::vector<uint8_t> items = ReadFileBytes(data("TEILE.DBA"));
