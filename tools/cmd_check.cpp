@@ -56,6 +56,9 @@ DirectoryCheck RunCheck(const std::string& dir) {
 void Check(const Options& o) {
   const std::string dir = OpenDataDirectory("check", o.dir);
   const DirectoryCheck result = RunCheck(dir);
+  if (result.files.empty() && result.findings.empty()) {
+    Fail("check", "no file of a data directory found: nothing to check", dir, 0, kExitUnusable);
+  }
   if (o.json) {
     nlohmann::json j = {{"directory", dir}, {"healthy", result.Defects() == 0}};
     j["files"] = nlohmann::json::array();

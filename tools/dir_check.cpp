@@ -283,6 +283,7 @@ class KeyFileChecker {
     Subtree(root, 0, 1);
     int32_t payloads = 0;
     for (int32_t n = 1; n <= slots_; ++n) {
+      c_.Tick(name_, n, slots_);
       if (Payload(n) == 0) continue;
       ++payloads;
       if (!inTree_[n]) Defect(n, Format("slot %d holds payload %d but is not in the tree", n, Payload(n)));

@@ -27,6 +27,9 @@ TEST_F(CommandsTest, ErrorsGoToStderrWithTheirExitCodes) {
   EXPECT_EQ(missing.err, "kvdata check: cannot open the data directory (" + dir() + "absent: No such file or directory)\n");
 
   EXPECT_EQ(Tool({"check", dir(), "--no-such-option"}).code, 2);
+  const auto empty = Tool({"check", dir()});
+  EXPECT_EQ(empty.code, 2);
+  EXPECT_NE(empty.err.find("nothing to check"), std::string::npos) << empty.err;
   EXPECT_EQ(Tool({"export", dir(), "suppliers"}).code, 2);
   EXPECT_EQ(Tool({"numbers", dir()}).code, 2);  // no NUMMERN.DAT
 }

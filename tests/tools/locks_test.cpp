@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "kvdata/kvlockdb.h"
+#include "services/fileio.h"
 #include "tool_support.h"
 
 namespace {
@@ -24,14 +25,18 @@ bool WaitFor(const std::string& path, int limitMs) {
 }
 
 // args: data directory, ready file, release file. Holds byte 12 of the lock
-// database (as a station does around an item sale) until told to let go.
+// database (as a station does around an item sale) and the header of the
+// customer file (as a new customer number is taken) until told to let go.
 KVTEST_WORKER(hold_lock_byte) {
   if (KVLOCKDB_Init((args[0] + "MMLOCK.DBA").c_str()) == nullptr) return 2;
   KVLOCKDB_IPUSERInit("10.0.0.7", "KASSE2", 1);
   if (KVLOCKDB_LockDB(12) != 1) return 3;
+  const kv::FileHandle customers = kv::FileIO_OpenRWS((args[0] + "KUNDEN.DBA").c_str());
+  if (kv::FileIO_TryLock(customers, 0, 40) != 1) return 5;
   WriteFileBytes(args[1], {});
   const bool released = WaitFor(args[2], 60000);
   KVLOCKDB_UnlockDB(12);
+  kv::FileIO_Close(customers);
   return released ? 0 : 4;
 }
 
@@ -55,7 +60,12 @@ TEST_F(LocksTest, ByteHeldByAnotherProcessIsShownAndStopsRepair) {
   EXPECT_EQ(text.code, 0) << text.err;
   EXPECT_NE(text.out.find("MMLOCK.DBA: bytes locked by other processes: 12\n"), std::string::npos) << text.out;
   const auto json = Tool({"locks", data(), "--json"});
-  EXPECT_EQ(json.Json()["lock_database"]["held_bytes"], nlohmann::json::array({12}));
+  const nlohmann::json j = json.Json();
+  EXPECT_EQ(j["lock_database"]["held_bytes"], nlohmann::json::array({12}));
+  ASSERT_EQ(j["file_locks"].size(), 1u);
+  EXPECT_EQ(j["file_locks"][0]["file"], "KUNDEN.DBA");
+  EXPECT_TRUE(j["file_locks"][0]["header"].get<bool>());
+  EXPECT_FALSE(j["file_locks"][0]["records"].get<bool>());
 
   const auto repair = Tool({"repair", data()});
   EXPECT_EQ(repair.code, 1);
