@@ -2,6 +2,7 @@
 // purpose in the ways a crash or a faulty station leaves files.
 #include <filesystem>
 #include <map>
+#include <set>
 
 #include "kvdata/artlib.h"
 #include "kvdata/database.h"
@@ -228,6 +229,35 @@ TEST_F(CheckRepairTest, FileWaitingForAnUpgradeIsRefused) {
   EXPECT_EQ(repair.code, 1);
   EXPECT_NE(repair.out.find("refused: reorganise the customer file"), std::string::npos) << repair.out;
   EXPECT_EQ(ReadFileBytes(data("KUNDEN.DBA")), customers);
+}
+
+// Damage no library operation can undo is listed with "not repaired" and
+// left exactly as it is; repair says so with exit code 1.
+TEST_F(CheckRepairTest, TornDocumentsAndShortNumberFileAreReportedNotTouched) {
+  std::vector<uint8_t> order = ReadFileBytes(data("AUFTRAG/AFT01004.DAT"));
+  order.resize(order.size() - 100);
+  WriteFileBytes(data("AUFTRAG/AFT01004.DAT"), order);
+  std::vector<uint8_t> invoice = ReadFileBytes(data("RECHNUNG/RECH00100001.REC"));
+  invoice.push_back(0);
+  WriteFileBytes(data("RECHNUNG/RECH00100001.REC"), invoice);
+  std::vector<uint8_t> numbers = ReadFileBytes(data("NUMMERN.DAT"));
+  numbers.resize(400);
+  WriteFileBytes(data("NUMMERN.DAT"), numbers);
+
+  const auto check = Tool({"check", data(), "--json"});
+  EXPECT_EQ(check.code, 1);
+  std::set<std::string> files;
+  const nlohmann::json j = check.Json();
+  for (const auto& d : j["defects"]) {
+    files.insert(d["file"].get<std::string>());
+    EXPECT_EQ(d["repair"], "none: not repaired automatically");
+  }
+  EXPECT_EQ(files, (std::set<std::string>{"AUFTRAG/AFT01004.DAT", "RECHNUNG/RECH00100001.REC", "NUMMERN.DAT"}));
+  const auto repair = Tool({"repair", data()});
+  EXPECT_EQ(repair.code, 1);
+  EXPECT_NE(repair.out.find("nothing repair can do"), std::string::npos) << repair.out;
+  EXPECT_EQ(ReadFileBytes(data("AUFTRAG/AFT01004.DAT")), order);
+  EXPECT_EQ(ReadFileBytes(data("NUMMERN.DAT")), numbers);
 }
 
 TEST_F(CheckRepairTest, InfoKnowsSearchAndFixedRecordFiles) {
