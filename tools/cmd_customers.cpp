@@ -1,4 +1,5 @@
 // kvdata customers DIR [--csv]: list the customers of a data directory.
+#include <cerrno>
 #include <cstdio>
 #include <iostream>
 #include <memory>
@@ -8,6 +9,7 @@
 #include "kvdata/kundendba.h"
 #include "services/encoding.h"
 #include "services/fileio.h"
+#include "admin_util.h"
 #include "tool.h"
 
 namespace kvtool {
@@ -21,9 +23,8 @@ struct Options {
 
 // Tells the user and ends the command with exit code 1 (CLI11 does not print
 // the text of a RuntimeError).
-[[noreturn]] void Fail(const std::string& message) {
-  std::cerr << "kvdata customers: " << message << "\n";
-  throw CLI::RuntimeError(1);
+[[noreturn]] void Fail(const std::string& message, const std::string& file, int err) {
+  kvtool::Fail("customers", message, file, err);
 }
 
 struct Row {
@@ -96,18 +97,17 @@ void PrintTable(const std::vector<Row>& rows) {
 }
 
 void List(const Options& o) {
-  std::string dir = o.dir;
-  if (!dir.empty() && !kv::IsPathSep(dir.back())) dir += kv::kPathSep;
+  std::string dir = OpenDataDirectory("customers", o.dir);
   std::string path = dir + "KUNDEN.DBA";
   // The listing only reads: without a customer file nothing is created.
   if (!kv::FileIO_Exist(path.c_str()) || KundenZweiteDBA_Init(path.c_str()) == 0) {
-    Fail("no customer file " + path);
+    Fail("no customer file", path, ENOENT);
   }
   std::vector<Row> rows;
   g_rows = &rows;
   int32_t ok = KundenZweiteDBA_MitAllenKunden(Collect);
   g_rows = nullptr;
-  if (!ok) Fail("cannot read " + path);
+  if (!ok) Fail("cannot read the customer file", path, 0);
   if (o.csv) {
     PrintCsv(rows);
   } else {
@@ -117,7 +117,7 @@ void List(const Options& o) {
 
 const CommandRegistrar kCustomers("customers", "list the customers of a data directory", [](CLI::App& app) {
   auto o = std::make_shared<Options>();
-  app.add_option("dir", o->dir, "data directory")->required();
+  AddDirOption(app, o->dir);
   app.add_flag("--csv", o->csv, "CSV in UTF-8 instead of a table");
   app.callback([o] { List(*o); });
 });

@@ -1,10 +1,12 @@
 // kvdata item DIR ID: one single item of TEILE.DBA with its flags spelled out.
+#include <cerrno>
 #include <iostream>
 #include <memory>
 #include <string>
 
 #include "item_print.h"
 #include "kvdata/database.h"
+#include "admin_util.h"
 #include "tool.h"
 
 namespace {
@@ -16,18 +18,19 @@ struct Options {
 
 void Setup(CLI::App& app) {
   auto opt = std::make_shared<Options>();
-  app.add_option("dir", opt->dir, "data directory holding TEILE.DBA")->required();
+  kvtool::AddDirOption(app, opt->dir, "data directory holding TEILE.DBA");
   app.add_option("id", opt->id, "item identifier")->required()->check(CLI::NonNegativeNumber);
   app.callback([opt] {
-    int32_t size = kvtool::ItemFileSize(opt->dir);
-    if (size == 0 || DATABASE_Init(size, opt->dir.c_str()) != 1) {
-      std::cerr << "no single-item file " DATABASE_FILE_NAME " in " << opt->dir << "\n";
-      throw CLI::RuntimeError(1);
+    const std::string dir = kvtool::OpenDataDirectory("item", opt->dir);
+    int32_t size = kvtool::ItemFileSize(dir);
+    if (size == 0 || DATABASE_Init(size, dir.c_str()) != 1) {
+      kvtool::Fail("item", "no single-item file", dir + DATABASE_FILE_NAME, ENOENT);
     }
     Einzelteil r;
     if (DATABASE_LeseEinzelteil(opt->id, &r) != 1) {
-      std::cerr << "item " << opt->id << " cannot be read (the file holds 0 .. " << size << ")\n";
-      throw CLI::RuntimeError(1);
+      kvtool::Fail("item", "item " + std::to_string(opt->id) + " cannot be read (the file holds 0 .. " +
+                               std::to_string(size) + ")",
+                   dir + DATABASE_FILE_NAME, 0, kvtool::kExitDefects);
     }
     kvtool::PrintItem(std::cout, opt->id, r);
   });

@@ -1,4 +1,6 @@
 // kvdata log DIR [--tail N]: the lock log of a data directory.
+#include <cerrno>
+#include <cstdlib>
 #include <deque>
 #include <fstream>
 #include <iostream>
@@ -8,28 +10,49 @@
 #include "core/lockdb.h"
 #include "services/encoding.h"
 #include "services/fileio.h"
+#include "admin_util.h"
 #include "tool.h"
+
+#include <nlohmann/json.hpp>
 
 namespace {
 
 struct Options {
   std::string dir;
   int tail = 0;  // 0 = every line
+  bool json = false;
 };
+
+// "[time] W1:n W2:n W3:n IP: ip UserID: user - Function: text", taken
+// apart; a line of another shape is kept whole.
+nlohmann::json LineJson(const std::string& line) {
+  nlohmann::json j = {{"line", line}};
+  const size_t close = line.find("] W1:"), w2 = line.find(" W2:"), w3 = line.find(" W3:"), ip = line.find(" IP: "),
+               user = line.find(" UserID: "), fn = line.find(" - Function: ");
+  if (line.empty() || line[0] != '[' || close == std::string::npos || w2 == std::string::npos ||
+      w3 == std::string::npos || ip == std::string::npos || user == std::string::npos || fn == std::string::npos) {
+    return j;
+  }
+  auto number = [](const std::string& s) { return std::strtol(s.c_str(), nullptr, 10); };
+  j["time"] = line.substr(1, close - 1);
+  j["w1"] = number(line.substr(close + 5, w2 - close - 5));
+  j["w2"] = number(line.substr(w2 + 4, w3 - w2 - 4));
+  j["w3"] = number(line.substr(w3 + 4, ip - w3 - 4));
+  j["ip"] = line.substr(ip + 5, user - ip - 5);
+  j["user"] = line.substr(user + 9, fn - user - 9);
+  j["function"] = line.substr(fn + 13);
+  return j;
+}
 
 void Setup(CLI::App& app) {
   auto opt = std::make_shared<Options>();
-  app.add_option("dir", opt->dir, "data directory holding kvlogfile.txt")->required();
+  kvtool::AddDirOption(app, opt->dir, "data directory holding kvlogfile.txt");
+  app.add_flag("--json", opt->json, "one JSON object per line, its fields taken apart");
   app.add_option("--tail", opt->tail, "print only the last N lines")->check(CLI::NonNegativeNumber);
   app.callback([opt] {
-    std::string path = opt->dir;
-    if (!path.empty() && !kv::IsPathSep(path.back())) path += kv::kPathSep;
-    path += kv::lockdb::kLogName;
+    const std::string path = kvtool::OpenDataDirectory("log", opt->dir) + kv::lockdb::kLogName;
     std::ifstream in(path, std::ios::binary);
-    if (!in) {
-      std::cerr << "no lock log: cannot open " << path << "\n";
-      throw CLI::RuntimeError(1);
-    }
+    if (!in) kvtool::Fail("log", "cannot open the lock log", path, errno);
     std::deque<std::string> lines;
     std::string line;
     while (std::getline(in, line)) {
@@ -38,6 +61,12 @@ void Setup(CLI::App& app) {
       if (opt->tail > 0 && lines.size() > static_cast<size_t>(opt->tail)) lines.pop_front();
     }
     // The log is written in the stations' ANSI code page.
+    if (opt->json) {
+      nlohmann::json all = nlohmann::json::array();
+      for (const std::string& l : lines) all.push_back(LineJson(kv::Cp1252ToUtf8(l.c_str())));
+      std::cout << all.dump(2) << "\n";
+      return;
+    }
     for (const std::string& l : lines) std::cout << kv::Cp1252ToUtf8(l.c_str()) << "\n";
   });
 }

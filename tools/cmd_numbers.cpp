@@ -1,5 +1,6 @@
 // kvdata numbers DIR: the counters of the number-range file.
 #include <array>
+#include <cerrno>
 #include <cstdio>
 #include <iostream>
 #include <memory>
@@ -7,16 +8,14 @@
 
 #include "core/nummern.h"
 #include "services/fileio.h"
+#include "admin_util.h"
 #include "tool.h"
+
+#include <nlohmann/json.hpp>
 
 namespace {
 
 namespace nr = kv::nummern;
-
-std::string WithSeparator(std::string dir) {
-  if (!dir.empty() && !kv::IsPathSep(dir.back())) dir += kv::kPathSep;
-  return dir;
-}
 
 void PrintCounter(int32_t index, const char* name, int32_t value) {
   char line[96];
@@ -26,13 +25,24 @@ void PrintCounter(int32_t index, const char* name, int32_t value) {
 
 void Setup(CLI::App& app) {
   auto dir = std::make_shared<std::string>();
-  app.add_option("dir", *dir, "data directory holding NUMMERN.DAT")->required();
-  app.callback([dir] {
-    std::string path = WithSeparator(*dir) + nr::kFileName;
+  auto json = std::make_shared<bool>(false);
+  kvtool::AddDirOption(app, *dir, "data directory holding NUMMERN.DAT");
+  app.add_flag("--json", *json, "write the counters as JSON");
+  app.callback([dir, json] {
+    std::string path = kvtool::OpenDataDirectory("numbers", *dir) + nr::kFileName;
     std::array<int32_t, nr::kCounterCount> counters{};
-    if (!nr::ReadAll(path.c_str(), counters)) {
-      std::cerr << "cannot open " << path << "\n";
-      throw CLI::RuntimeError(1);
+    if (!nr::ReadAll(path.c_str(), counters)) kvtool::Fail("numbers", "cannot open the number-range file", path, ENOENT);
+    if (*json) {
+      nlohmann::json named = nlohmann::json::array(), others = nlohmann::json::array();
+      for (int32_t i = 0; i < nr::kCounterCount; ++i) {
+        if (i < nr::kNamedCounters) {
+          named.push_back({{"index", i}, {"name", nr::CounterName(i)}, {"value", counters[i]}});
+        } else if (counters[i] != 0) {
+          others.push_back({{"index", i}, {"value", counters[i]}});
+        }
+      }
+      std::cout << nlohmann::json({{"file", path}, {"counters", named}, {"unnamed_in_use", others}}).dump(2) << "\n";
+      return;
     }
     std::cout << path << "\n";
     for (int32_t i = 0; i < nr::kNamedCounters; ++i) PrintCounter(i, nr::CounterName(i), counters[i]);

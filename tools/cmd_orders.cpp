@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "kvdata/auftragdba.h"
+#include "admin_util.h"
 #include "tool.h"
 
 namespace kvtool {
@@ -18,8 +19,7 @@ int32_t CollectNumber(int32_t number, void* context) {
 }
 
 void ListOrders(std::string dir) {
-  if (dir.empty()) throw CLI::RuntimeError("no directory given", 1);
-  if (dir.back() != '/' && dir.back() != '\\') dir += '/';
+  dir = OpenDataDirectory("orders", dir);
   AUFTRAGDBA_Init(0, dir.c_str());
   std::vector<int32_t> numbers;
   AUFTRAGDBA_MitAllenAuftragsnummern(CollectNumber, &numbers);

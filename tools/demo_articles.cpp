@@ -39,6 +39,10 @@ int32_t MakeCustomer(std::ostream& out) {
   int32_t n = KundenDBA_NeuerKunde();
   Kunde k{};
   if (n == 0 || KundenDBA_LeseKunde(n, &k) != 1) return 0;
+  // The number is taken but its record still carries the free chain's head:
+  // the customer is made a live one before it is saved.
+  k.refCount = 1;
+  k.flags |= KUNDE_FLAG_BENUTZBAR;
   std::strcpy(k.firstName, "Erika");
   std::strcpy(k.surname, "Mustermann");
   if (KundenDBA_SchreibeKunde(n, &k, 1) != 1) return 0;

@@ -1,5 +1,6 @@
 // kvdata: inspect and demonstrate the record files of a data directory.
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <filesystem>
 #include <iostream>
@@ -8,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "admin_util.h"
 #include "tool.h"
 
 namespace kvtool {
@@ -42,20 +44,28 @@ std::string NewDemoDirectory() {
     std::error_code ec;
     if (std::filesystem::create_directory(name, ec)) return std::filesystem::absolute(name).string();
   }
-  throw CLI::RuntimeError("cannot create a demo directory", 1);
+  Fail("demo", "cannot create a demo directory", std::filesystem::current_path().string(), EEXIST);
 }
 
 void SetupDemo(CLI::App& app) {
   auto dir = std::make_shared<std::string>();
-  app.add_option("dir", *dir, "data directory to create (default: a new kvdata-demo-* folder)");
+  app.add_option("dir", *dir, "new or empty data directory (default: a new kvdata-demo-* folder)");
   app.callback([dir] {
     std::string d = *dir;
     if (d.empty()) {
       d = NewDemoDirectory();
     } else {
+      // The demo creates, deletes and reorganises records: it never works
+      // in a directory that holds anything, least of all a shop's data.
       std::error_code ec;
+      if (std::filesystem::exists(d, ec)) {
+        if (!std::filesystem::is_directory(d, ec)) Fail("demo", "not a directory", d, ENOTDIR);
+        if (!std::filesystem::is_empty(d, ec)) {
+          Fail("demo", "refused: the directory is not empty", d, ENOTEMPTY, kExitDefects);
+        }
+      }
       std::filesystem::create_directories(d, ec);
-      if (!std::filesystem::is_directory(d)) throw CLI::RuntimeError("cannot create " + d, 1);
+      if (!std::filesystem::is_directory(d)) Fail("demo", "cannot create the directory", d, ec.value());
       d = std::filesystem::absolute(d).string();
     }
     if (d.back() != '/' && d.back() != '\\') d += std::filesystem::path::preferred_separator;
@@ -67,7 +77,7 @@ void SetupDemo(CLI::App& app) {
       int rc = s.fn(d, std::cout);
       if (rc != 0) {
         std::cout << "step failed (" << rc << ")\n";
-        throw CLI::RuntimeError(rc);
+        Fail("demo", "step \"" + s.title + "\" failed with " + std::to_string(rc), d, 0, kExitDefects);
       }
     }
     std::cout << "\ndemo finished; the files are in " << d << "\n";
@@ -86,14 +96,47 @@ DemoRegistrar::DemoRegistrar(int order, const char* title, DemoFn fn) {
 
 }  // namespace kvtool
 
+namespace {
+
+// The subcommand that was parsed, for error lines ("" before one is known).
+std::string SubcommandName(const CLI::App& app) {
+  for (const CLI::App* sub : app.get_subcommands()) return sub->get_name();
+  return {};
+}
+
+}  // namespace
+
 int main(int argc, char** argv) {
   CLI::App app{"kvdata: record files of a shared retail data directory"};
   app.require_subcommand(1);
+  app.footer(
+      "Exit codes: 0 success; 1 defects found or operation refused; 2 usage error, or a file or\n"
+      "directory that cannot be opened. Commands that take a data directory read KVDATA_DIR when\n"
+      "it is not given.");
   kvtool::SetupDemo(*app.add_subcommand("demo", "create a fresh data directory and run the main job in it"));
   auto commands = kvtool::Commands();
   std::sort(commands.begin(), commands.end(),
             [](const auto& a, const auto& b) { return a.name < b.name; });
   for (auto& c : commands) c.setup(*app.add_subcommand(c.name, c.description));
-  CLI11_PARSE(app, argc, argv);
-  return 0;
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::Success& e) {
+    return app.exit(e);  // --help
+  } catch (const CLI::RuntimeError& e) {
+    // A command's callback has said what went wrong (or says it here) and
+    // chosen the exit code.
+    if (std::string(e.what()) != "Runtime error") {
+      kvtool::PrintError(SubcommandName(app), e.what());
+    }
+    return e.get_exit_code();
+  } catch (const CLI::ParseError& e) {
+    const std::string name = SubcommandName(app);
+    kvtool::PrintError(name.empty() ? std::string("usage") : name, e.what());
+    std::cerr << "run 'kvdata " << (name.empty() ? "" : name + " ") << "--help' for the usage\n";
+    return kvtool::kExitUnusable;
+  } catch (const std::exception& e) {
+    kvtool::PrintError(SubcommandName(app), e.what());
+    return kvtool::kExitUnusable;
+  }
+  return kvtool::kExitOk;
 }

@@ -74,6 +74,14 @@ int32_t FileIO_Unlock(FileHandle h, int64_t position, int64_t length);
 // length), else 0. Lets a caller that was refused tell its own lock (taken
 // earlier through the same handle) from another handle's.
 int32_t FileIO_HoldsLock(FileHandle h, int64_t position, int64_t length);
+// Whether another handle (of this or any process) holds a lock overlapping
+// [position, position + length): 1 when one does, 0 when the range is free,
+// -1 for a bad handle or range. Looks without disturbing a holder: nothing
+// is locked on POSIX; on Windows the range is taken and given back at once
+// when it is free, which a holder that tries at that instant sees as a
+// passing refusal (every locker in the library polls). For tools that ask
+// who holds what.
+int32_t FileIO_TestLock(FileHandle h, int64_t position, int64_t length);
 // The wait of FileIO_Lock in milliseconds (default 10000; 0 = no wait).
 void FileIO_SetLockTimeout(int32_t milliseconds);
 int32_t FileIO_GetLockTimeout();

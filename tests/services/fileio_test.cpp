@@ -99,6 +99,35 @@ TEST_F(FileIOTest, AnotherProcessWaitsForTheRangeAndGetsItWhenReleased) {
   FileIO_Close(h);
 }
 
+// A tool that asks who holds what must see the other handles' and other
+// processes' ranges and leave every range as it found it.
+TEST_F(FileIOTest, TestLockSeesOtherHoldersAndTakesNothing) {
+  std::string p = MakeFile("t.dba");
+  FileHandle a = FileIO_OpenRWS(p.c_str());
+  FileHandle b = FileIO_OpenROS(p.c_str());
+  ASSERT_EQ(FileIO_TryLock(a, 10, 10), 1);
+  EXPECT_EQ(FileIO_TestLock(b, 15, 1), 1);
+  EXPECT_EQ(FileIO_TestLock(b, 20, 5), 0);
+  EXPECT_EQ(FileIO_TestLock(a, 10, 10), 0);  // a handle's own range is no other holder
+  EXPECT_EQ(FileIO_TestLock(b, 15, 0), -1);
+  EXPECT_EQ(FileIO_TestLock(kInvalidHandle, 0, 1), -1);
+  EXPECT_EQ(FileIO_TryLock(b, 20, 5), 1);    // looking took nothing
+  EXPECT_EQ(FileIO_Unlock(a, 10, 10), 1);
+  EXPECT_EQ(FileIO_TestLock(b, 10, 10), 0);
+  FileIO_Close(a);
+  FileIO_Close(b);
+
+  const std::string marker = file("held");
+  kvtest::Worker w = kvtest::SpawnWorker("hold_header_lock", {p, marker, "1500"});
+  for (int i = 0; i < 3000 && !kvtest::FileExists(marker); ++i) SleepMs(5);
+  ASSERT_TRUE(kvtest::FileExists(marker));
+  FileHandle h = FileIO_OpenROS(p.c_str());
+  EXPECT_EQ(FileIO_TestLock(h, 39, 1), 1);
+  EXPECT_EQ(FileIO_TestLock(h, 40, 60), 0);
+  FileIO_Close(h);
+  EXPECT_EQ(kvtest::WaitWorker(w), 0);
+}
+
 TEST_F(FileIOTest, ReadsAndWritesReportShortTransfers) {
   std::string p = file("b.dat");
   FileHandle h = FileIO_CreateRWS(p.c_str());

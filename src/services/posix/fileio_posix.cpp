@@ -263,6 +263,21 @@ int32_t FileIO_HoldsLock(FileHandle h, int64_t position, int64_t length) {
   return it->second.locks.Overlaps(position, length) ? 1 : 0;
 }
 
+int32_t FileIO_TestLock(FileHandle h, int64_t position, int64_t length) {
+  if (!LockableRange(position, length) || !Known(h)) return -1;
+  struct flock fl;
+  std::memset(&fl, 0, sizeof fl);
+  fl.l_type = F_WRLCK;
+  fl.l_whence = SEEK_SET;
+  fl.l_start = position;
+  fl.l_len = length;
+  // F_OFD_GETLK reports a conflicting lock of any other open file
+  // description, or of any process's classic record lock; this handle's own
+  // locks never conflict with it.
+  if (fcntl(h, F_OFD_GETLK, &fl) != 0) return -1;
+  return fl.l_type == F_UNLCK ? 0 : 1;
+}
+
 int32_t FileIO_Exist(const char* path) {
   std::string p = NativePath(path);
   struct stat st;

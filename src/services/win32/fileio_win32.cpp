@@ -349,6 +349,28 @@ int32_t FileIO_HoldsLock(FileHandle h, int64_t position, int64_t length) {
   return Slots()[static_cast<size_t>(h)].locks.Overlaps(position, length) ? 1 : 0;
 }
 
+int32_t FileIO_TestLock(FileHandle h, int64_t position, int64_t length) {
+  if (!LockableRange(position, length)) return -1;
+  HANDLE handle;
+  {
+    MutexLock lock(TableMutex());
+    if (h < 0 || static_cast<size_t>(h) >= Slots().size()) return -1;
+    const Slot& s = Slots()[static_cast<size_t>(h)];
+    if (s.handle == INVALID_HANDLE_VALUE) return -1;
+    if (s.locks.Overlaps(position, length)) return 0;  // this handle's own
+    handle = s.handle;
+  }
+  // Windows has no way to ask without locking: take the range for an
+  // instant and give it back.
+  if (SystemLock(handle, position, length)) {
+    OVERLAPPED ov = At(position);
+    UnlockFileEx(handle, 0, Low(length), High(length), &ov);
+    return 0;
+  }
+  const DWORD err = GetLastError();
+  return err == ERROR_LOCK_VIOLATION || err == ERROR_IO_PENDING || err == ERROR_SHARING_VIOLATION ? 1 : -1;
+}
+
 int32_t FileIO_Exist(const char* path) {
   DWORD a = Attributes(path);
   return a != INVALID_FILE_ATTRIBUTES && !(a & FILE_ATTRIBUTE_DIRECTORY) ? 1 : 0;
