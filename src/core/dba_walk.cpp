@@ -6,6 +6,19 @@
 // so items freed during the walk do not shorten it and a header whose used
 // count is too low hides the items at the end. Only state -1 counts as free
 // here; DBA_Reo frees every state below 1.
+//
+// The walkers whose callbacks write nothing back (DBA_MitJedemITEM and
+// DBA_MitAllenExternIDsRW) read ahead: a block of items, and for the
+// identifier walk the block's table entries, in one read each, instead of a
+// head read and a record read per item. They deliver exactly what the
+// item-by-item walk delivers, cursor and count included. A callback that
+// writes (to any file: the engine cannot tell which) would make the block
+// stale, so the first write of the process during the walk sends the rest of
+// it back to reading each item when it comes to it. Another process's
+// change shows when the block is read instead of when the item is; the walk
+// takes no lock either way. The read-write walkers read every item just
+// before its callback.
+#include <algorithm>
 #include <cstring>
 #include <vector>
 
@@ -62,11 +75,115 @@ class WalkProgress {
 
 enum class Mode { Each, ReadWrite, Deleting, ExternIds, ExternIdsReadWrite };
 
+// A read-ahead block of at most this many bytes of items.
+constexpr int32_t kReadAheadBytes = 256 * 1024;
+
+// The item-by-item walk of FirstItem / NextItem over blocks read ahead.
+class ReadAhead {
+ public:
+  ReadAhead(DbaFile* f, bool tableEntries)
+      : f_(f), tableEntries_(tableEntries), perBlock_(std::max(1, kReadAheadBytes / f->recordSize)) {}
+
+  // As FirstItem / NextItem; *externId gets table A's entry of the item when
+  // the walk reads table entries.
+  int32_t First(void* buffer, int32_t* externId) {
+    f_->cursor = 1;
+    f_->delivered = 0;
+    DbaHeader h;
+    if (FileIO_SetPos(f_->handle, 0) != 0 || FileIO_Read(f_->handle, &h, sizeof h) != sizeof h) {
+      f_->walkLimit = 0;
+      return 0;
+    }
+    f_->walkLimit = h.usedCount;
+    return Next(buffer, externId);
+  }
+
+  int32_t Next(void* buffer, int32_t* externId) {
+    while (f_->delivered < f_->walkLimit && f_->cursor >= 1) {
+      const int32_t n = f_->cursor;
+      if (!itemByItem_ && (!filled_ || n < first_ || n - first_ >= perBlock_)) Fill(n);
+      // A write since the block was read, or an item the block does not
+      // hold whole (the end of the file, or a range locked on Windows):
+      // from here on every item is read when the walk comes to it.
+      if (!itemByItem_ && (FileIO_WriteGeneration() != generation_ || !Holds(n))) itemByItem_ = true;
+      if (itemByItem_) {
+        const int32_t item = NextItem(f_, buffer);
+        if (item != 0 && tableEntries_) *externId = ReadTable(f_, false, item);
+        return item;
+      }
+      f_->cursor = n < INT32_MAX ? n + 1 : 0;
+      const unsigned char* item = block_.data() + int64_t{n - first_} * f_->recordSize;
+      DbaItemHead head;
+      std::memcpy(&head, item, sizeof head);
+      if (head.state == -1) continue;
+      std::memcpy(buffer, item, static_cast<size_t>(f_->recordSize));
+      ++f_->delivered;
+      if (tableEntries_) std::memcpy(externId, table_.data() + int64_t{n - first_} * 4, 4);
+      return n;
+    }
+    return 0;
+  }
+
+ private:
+  static int32_t ReadBlock(DbaFile* f, int64_t position, std::vector<unsigned char>& into) {
+    if (position <= 0 || FileIO_SetPos(f->handle, position) != position) return 0;
+    return std::max(0, FileIO_Read(f->handle, into.data(), static_cast<int32_t>(into.size())));
+  }
+
+  void Fill(int32_t from) {
+    const int32_t count = static_cast<int32_t>(std::min<int64_t>(perBlock_, int64_t{INT32_MAX} - from + 1));
+    block_.resize(static_cast<size_t>(count) * static_cast<size_t>(f_->recordSize));
+    got_ = ReadBlock(f_, ItemPosition(f_, from), block_);
+    if (tableEntries_) {
+      table_.resize(static_cast<size_t>(count) * 4);
+      tableGot_ = ReadBlock(f_, TablePosition(f_, false, from), table_);
+    }
+    first_ = from;
+    filled_ = true;
+    generation_ = FileIO_WriteGeneration();
+  }
+
+  // True when the block holds item n's record (and its table entry) whole.
+  bool Holds(int32_t n) const {
+    const int64_t i = n - first_;
+    return (i + 1) * f_->recordSize <= got_ && (!tableEntries_ || (i + 1) * 4 <= tableGot_);
+  }
+
+  DbaFile* f_;
+  bool tableEntries_;
+  int32_t perBlock_;
+  bool filled_ = false, itemByItem_ = false;
+  int32_t first_ = 0;
+  int64_t got_ = 0, tableGot_ = 0;
+  uint64_t generation_ = 0;
+  std::vector<unsigned char> block_, table_;
+};
+
+// DBA_MitJedemITEM and DBA_MitAllenExternIDsRW: the callback's result is
+// not looked at and nothing is written back.
+DbaFile* WalkReadOnly(DbaFile* f, DbaItemCallback cb, bool externIds) {
+  std::vector<unsigned char> buffer(DBA_WALK_BUFFER_SIZE);
+  ReadAhead ahead(f, externIds);
+  int32_t ext = 0;
+  int32_t n = ahead.First(buffer.data(), &ext);
+  WalkProgress progress(f->walkLimit);
+  for (; n != 0; n = ahead.Next(buffer.data(), &ext)) {
+    progress.Item();
+    if (!externIds) {
+      cb(n, buffer.data());
+    } else if (ext != 0) {
+      cb(ext, buffer.data());
+    }
+  }
+  return Close(f);
+}
+
 // The five callback walkers share this loop; they differ only in what a
 // callback result means (see include/kvdata/dba.h).
 DbaFile* Walk(DbaFile* f, DbaItemCallback cb, Mode mode) {
   if (!Usable(f) || cb == nullptr || f->recordSize > DBA_WALK_BUFFER_SIZE) return nullptr;
   if (!Open(f)) return nullptr;
+  if (mode == Mode::Each || mode == Mode::ExternIds) return WalkReadOnly(f, cb, mode == Mode::ExternIds);
   std::vector<unsigned char> buffer(DBA_WALK_BUFFER_SIZE);
   int32_t n = FirstItem(f, buffer.data());
   WalkProgress progress(f->walkLimit);
