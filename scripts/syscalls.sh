@@ -15,7 +15,7 @@ trap 'rm -rf "$tmp"' EXIT
 
 # strace -c summary -> "name calls" lines (errors counted with the calls).
 calls() {
-  awk '$1 ~ /^[0-9.]+$/ && NF >= 5 { print $NF, $4 }' "$1"
+  awk '$1 ~ /^[0-9.]+$/ && NF >= 5 && $NF != "total" { print $NF, $4 }' "$1"
 }
 
 names="new customer + save with search entries|read a customer (KundenDBA_LeseKunde)|read a customer inside KundenDBA_Open/Close|save a customer with search entries|walk all customers (per customer)|add a key (BBAUMLIB_BAUMKEYAnlegen)|look up a key (BBAUMLIB_BAUMKEYVorhanden)"
