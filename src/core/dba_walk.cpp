@@ -268,10 +268,20 @@ DbaFile* Reorganise(DbaFile* f) {
   }
   f->idCapacity = h.idCapacity;
   if (!Usable(f)) return Close(f);
-  // One past the last slot whose head can be read (never beyond the limit).
+  // One past the last slot whose head can be read (never beyond the limit):
+  // from the file's length, or item by item where that is unknown.
   int32_t end = 1;
   DbaItemHead head;
-  while (end <= DBA_MAX_SLOTS && ReadItemHead(f, end, &head)) ++end;
+  const int64_t size = FileIO_Size(f->handle);
+  const int64_t base = ItemPosition(f, 1) - f->recordSize;
+  if (size >= 0 && base >= 0) {
+    const int64_t last = size - base - DBA_ITEM_HEAD_SIZE < f->recordSize
+                             ? 0
+                             : (size - base - DBA_ITEM_HEAD_SIZE) / f->recordSize;
+    end = static_cast<int32_t>(std::min<int64_t>(last, DBA_MAX_SLOTS)) + 1;
+  } else {
+    while (end <= DBA_MAX_SLOTS && ReadItemHead(f, end, &head)) ++end;
+  }
   h.freeHead = 0;
   h.usedCount = 0;
   h.slotCount = 0;
@@ -280,17 +290,30 @@ DbaFile* Reorganise(DbaFile* f) {
   const int32_t step = ProgressStep(end - 1);
   // Downwards, so that the rebuilt chain runs in ascending item order. The
   // slot count becomes the highest used item; free slots above it stay in
-  // the chain, and the next append starts after the slot count again.
-  for (int32_t n = end - 1; n >= 1; --n) {
-    if ((end - n) % step == 0) Action_ProgressTo(dlg, end - n);
-    if (!ReadItemHead(f, n, &head)) continue;
-    if (head.state < 1) {
-      WriteItemHead(f, n, DbaItemHead{-1, h.freeHead});
-      h.freeHead = n;
-    } else {
-      ++h.usedCount;
-      if (n > h.slotCount) h.slotCount = n;
+  // the chain, and the next append starts after the slot count again. The
+  // heads are read a block of items at a time; a block that comes back
+  // short (a range another program holds locked) is read item by item.
+  const int32_t perBlock = ItemsPerBlock(f);
+  std::vector<unsigned char> block(static_cast<size_t>(perBlock) * static_cast<size_t>(f->recordSize));
+  for (int32_t hi = end - 1; hi >= 1;) {
+    const int32_t lo = std::max(1, hi - perBlock + 1);
+    const bool whole = ReadItems(f, lo, block.data(), hi - lo + 1) == hi - lo + 1;
+    for (int32_t n = hi; n >= lo; --n) {
+      if ((end - n) % step == 0) Action_ProgressTo(dlg, end - n);
+      if (whole) {
+        std::memcpy(&head, block.data() + int64_t{n - lo} * f->recordSize, sizeof head);
+      } else if (!ReadItemHead(f, n, &head)) {
+        continue;
+      }
+      if (head.state < 1) {
+        WriteItemHead(f, n, DbaItemHead{-1, h.freeHead});
+        h.freeHead = n;
+      } else {
+        ++h.usedCount;
+        if (n > h.slotCount) h.slotCount = n;
+      }
     }
+    hi = lo - 1;
   }
   Action_ProgressEnd(dlg);
   Action_CloseDlg(dlg);

@@ -361,4 +361,32 @@ TEST_F(DbaReadAheadTest, ChangesMadeByCallbacksShowWhenTheWalkGetsThere) {
   EXPECT_NE(std::find(ids.begin(), ids.end(), 5070), ids.end());
 }
 
+// The reorganisation reads the heads a block at a time, from the end of the
+// file down; the chain and counts must come out as from reading every head:
+// ascending chain of every state below 1, slot count the highest used item,
+// and a last item cut short left out.
+TEST_F(DbaReadAheadTest, ReorganisationOverManyBlocksCountsEveryHead) {
+  std::vector<uint8_t> image = kvtest::ReadFileBytes(path_);
+  const size_t base = 40 + 8 * kC;
+  for (int32_t n : {5, 70, 71, 140}) kvtest::PutI32(image, base + static_cast<size_t>(n) * kR, n % 2 == 0 ? 0 : -7);
+  image.resize(base + static_cast<size_t>(kItems) * kR + 4);  // item 150's head cut in half
+  kvtest::WriteFileBytes(path_, image);
+  std::vector<int32_t> chain;
+  int32_t used = 0, highest = 0;
+  for (int32_t n = 1; n < kItems; ++n) {
+    if (I32At(image, base + static_cast<size_t>(n) * kR) < 1) {
+      chain.push_back(n);
+    } else {
+      ++used;
+      highest = n;
+    }
+  }
+  ASSERT_NE(DBA_Reo(&f_), nullptr);
+  const DbaHeader h = kvtest::ReadHeader(path_);
+  EXPECT_EQ(h.usedCount, used);
+  EXPECT_EQ(h.slotCount, highest);
+  EXPECT_EQ(kvtest::FreeChain(path_, kR, kC), chain);
+  EXPECT_EQ(kvtest::ReadFileBytes(path_).size(), image.size());  // nothing written past the end
+}
+
 }  // namespace
