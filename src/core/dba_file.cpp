@@ -282,6 +282,19 @@ bool WriteItemHead(DbaFile* f, int32_t item, const DbaItemHead& head) {
   return SetData(f, item, &head, sizeof head) == 1;
 }
 
+int32_t ReadItems(DbaFile* f, int32_t first, void* buffer, int32_t count) {
+  const int64_t pos = ItemPosition(f, first);
+  if (pos <= 0 || buffer == nullptr || count < 1 || f->handle == kInvalidHandle) return 0;
+  const int64_t bytes = int64_t{count} * f->recordSize;
+  if (bytes > INT32_MAX || FileIO_SetPos(f->handle, pos) != pos) return 0;
+  return FileIO_Read(f->handle, buffer, static_cast<int32_t>(bytes)) / f->recordSize;
+}
+
+int32_t ItemsPerBlock(const DbaFile* f) {
+  constexpr int32_t kBlockBytes = 256 * 1024;
+  return f->recordSize >= kBlockBytes ? 1 : kBlockBytes / f->recordSize;
+}
+
 int32_t Open(DbaFile* f) { return OpenWith(f, false); }
 
 DbaFile* Close(DbaFile* f) {

@@ -83,6 +83,12 @@ bool HeaderSane(const DbaHeader& h);
 // Reads item n's 8-byte head on the open file.
 bool ReadItemHead(DbaFile* f, int32_t item, DbaItemHead* head);
 bool WriteItemHead(DbaFile* f, int32_t item, const DbaItemHead& head);
+// Reads up to count consecutive items from `first` on the open file in one
+// transfer into buffer (count * record size bytes); the number of items that
+// came whole (fewer at the end of the file).
+int32_t ReadItems(DbaFile* f, int32_t first, void* buffer, int32_t count);
+// How many items a read-ahead block of about 256 KiB holds (at least 1).
+int32_t ItemsPerBlock(const DbaFile* f);
 
 // A byte-range lock for one scope. When the lock is refused because this very
 // handle already holds an overlapping range, the caller of the engine holds

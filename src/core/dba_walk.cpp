@@ -6,6 +6,19 @@
 // so items freed during the walk do not shorten it and a header whose used
 // count is too low hides the items at the end. Only state -1 counts as free
 // here; DBA_Reo frees every state below 1.
+//
+// The walkers whose callbacks write nothing back (DBA_MitJedemITEM and
+// DBA_MitAllenExternIDsRW) read ahead: a block of items, and for the
+// identifier walk the block's table entries, in one read each, instead of a
+// head read and a record read per item. They deliver exactly what the
+// item-by-item walk delivers, cursor and count included. A callback that
+// writes (to any file: the engine cannot tell which) would make the block
+// stale, so the first write of the process during the walk sends the rest of
+// it back to reading each item when it comes to it. Another process's
+// change shows when the block is read instead of when the item is; the walk
+// takes no lock either way. The read-write walkers read every item just
+// before its callback.
+#include <algorithm>
 #include <cstring>
 #include <vector>
 
@@ -62,11 +75,115 @@ class WalkProgress {
 
 enum class Mode { Each, ReadWrite, Deleting, ExternIds, ExternIdsReadWrite };
 
+// A read-ahead block of at most this many bytes of items.
+constexpr int32_t kReadAheadBytes = 256 * 1024;
+
+// The item-by-item walk of FirstItem / NextItem over blocks read ahead.
+class ReadAhead {
+ public:
+  ReadAhead(DbaFile* f, bool tableEntries)
+      : f_(f), tableEntries_(tableEntries), perBlock_(std::max(1, kReadAheadBytes / f->recordSize)) {}
+
+  // As FirstItem / NextItem; *externId gets table A's entry of the item when
+  // the walk reads table entries.
+  int32_t First(void* buffer, int32_t* externId) {
+    f_->cursor = 1;
+    f_->delivered = 0;
+    DbaHeader h;
+    if (FileIO_SetPos(f_->handle, 0) != 0 || FileIO_Read(f_->handle, &h, sizeof h) != sizeof h) {
+      f_->walkLimit = 0;
+      return 0;
+    }
+    f_->walkLimit = h.usedCount;
+    return Next(buffer, externId);
+  }
+
+  int32_t Next(void* buffer, int32_t* externId) {
+    while (f_->delivered < f_->walkLimit && f_->cursor >= 1) {
+      const int32_t n = f_->cursor;
+      if (!itemByItem_ && (!filled_ || n < first_ || n - first_ >= perBlock_)) Fill(n);
+      // A write since the block was read, or an item the block does not
+      // hold whole (the end of the file, or a range locked on Windows):
+      // from here on every item is read when the walk comes to it.
+      if (!itemByItem_ && (FileIO_WriteGeneration() != generation_ || !Holds(n))) itemByItem_ = true;
+      if (itemByItem_) {
+        const int32_t item = NextItem(f_, buffer);
+        if (item != 0 && tableEntries_) *externId = ReadTable(f_, false, item);
+        return item;
+      }
+      f_->cursor = n < INT32_MAX ? n + 1 : 0;
+      const unsigned char* item = block_.data() + int64_t{n - first_} * f_->recordSize;
+      DbaItemHead head;
+      std::memcpy(&head, item, sizeof head);
+      if (head.state == -1) continue;
+      std::memcpy(buffer, item, static_cast<size_t>(f_->recordSize));
+      ++f_->delivered;
+      if (tableEntries_) std::memcpy(externId, table_.data() + int64_t{n - first_} * 4, 4);
+      return n;
+    }
+    return 0;
+  }
+
+ private:
+  static int32_t ReadBlock(DbaFile* f, int64_t position, std::vector<unsigned char>& into) {
+    if (position <= 0 || FileIO_SetPos(f->handle, position) != position) return 0;
+    return std::max(0, FileIO_Read(f->handle, into.data(), static_cast<int32_t>(into.size())));
+  }
+
+  void Fill(int32_t from) {
+    const int32_t count = static_cast<int32_t>(std::min<int64_t>(perBlock_, int64_t{INT32_MAX} - from + 1));
+    block_.resize(static_cast<size_t>(count) * static_cast<size_t>(f_->recordSize));
+    got_ = ReadBlock(f_, ItemPosition(f_, from), block_);
+    if (tableEntries_) {
+      table_.resize(static_cast<size_t>(count) * 4);
+      tableGot_ = ReadBlock(f_, TablePosition(f_, false, from), table_);
+    }
+    first_ = from;
+    filled_ = true;
+    generation_ = FileIO_WriteGeneration();
+  }
+
+  // True when the block holds item n's record (and its table entry) whole.
+  bool Holds(int32_t n) const {
+    const int64_t i = n - first_;
+    return (i + 1) * f_->recordSize <= got_ && (!tableEntries_ || (i + 1) * 4 <= tableGot_);
+  }
+
+  DbaFile* f_;
+  bool tableEntries_;
+  int32_t perBlock_;
+  bool filled_ = false, itemByItem_ = false;
+  int32_t first_ = 0;
+  int64_t got_ = 0, tableGot_ = 0;
+  uint64_t generation_ = 0;
+  std::vector<unsigned char> block_, table_;
+};
+
+// DBA_MitJedemITEM and DBA_MitAllenExternIDsRW: the callback's result is
+// not looked at and nothing is written back.
+DbaFile* WalkReadOnly(DbaFile* f, DbaItemCallback cb, bool externIds) {
+  std::vector<unsigned char> buffer(DBA_WALK_BUFFER_SIZE);
+  ReadAhead ahead(f, externIds);
+  int32_t ext = 0;
+  int32_t n = ahead.First(buffer.data(), &ext);
+  WalkProgress progress(f->walkLimit);
+  for (; n != 0; n = ahead.Next(buffer.data(), &ext)) {
+    progress.Item();
+    if (!externIds) {
+      cb(n, buffer.data());
+    } else if (ext != 0) {
+      cb(ext, buffer.data());
+    }
+  }
+  return Close(f);
+}
+
 // The five callback walkers share this loop; they differ only in what a
 // callback result means (see include/kvdata/dba.h).
 DbaFile* Walk(DbaFile* f, DbaItemCallback cb, Mode mode) {
   if (!Usable(f) || cb == nullptr || f->recordSize > DBA_WALK_BUFFER_SIZE) return nullptr;
   if (!Open(f)) return nullptr;
+  if (mode == Mode::Each || mode == Mode::ExternIds) return WalkReadOnly(f, cb, mode == Mode::ExternIds);
   std::vector<unsigned char> buffer(DBA_WALK_BUFFER_SIZE);
   int32_t n = FirstItem(f, buffer.data());
   WalkProgress progress(f->walkLimit);
@@ -151,10 +268,20 @@ DbaFile* Reorganise(DbaFile* f) {
   }
   f->idCapacity = h.idCapacity;
   if (!Usable(f)) return Close(f);
-  // One past the last slot whose head can be read (never beyond the limit).
+  // One past the last slot whose head can be read (never beyond the limit):
+  // from the file's length, or item by item where that is unknown.
   int32_t end = 1;
   DbaItemHead head;
-  while (end <= DBA_MAX_SLOTS && ReadItemHead(f, end, &head)) ++end;
+  const int64_t size = FileIO_Size(f->handle);
+  const int64_t base = ItemPosition(f, 1) - f->recordSize;
+  if (size >= 0 && base >= 0) {
+    const int64_t last = size - base - DBA_ITEM_HEAD_SIZE < f->recordSize
+                             ? 0
+                             : (size - base - DBA_ITEM_HEAD_SIZE) / f->recordSize;
+    end = static_cast<int32_t>(std::min<int64_t>(last, DBA_MAX_SLOTS)) + 1;
+  } else {
+    while (end <= DBA_MAX_SLOTS && ReadItemHead(f, end, &head)) ++end;
+  }
   h.freeHead = 0;
   h.usedCount = 0;
   h.slotCount = 0;
@@ -163,17 +290,30 @@ DbaFile* Reorganise(DbaFile* f) {
   const int32_t step = ProgressStep(end - 1);
   // Downwards, so that the rebuilt chain runs in ascending item order. The
   // slot count becomes the highest used item; free slots above it stay in
-  // the chain, and the next append starts after the slot count again.
-  for (int32_t n = end - 1; n >= 1; --n) {
-    if ((end - n) % step == 0) Action_ProgressTo(dlg, end - n);
-    if (!ReadItemHead(f, n, &head)) continue;
-    if (head.state < 1) {
-      WriteItemHead(f, n, DbaItemHead{-1, h.freeHead});
-      h.freeHead = n;
-    } else {
-      ++h.usedCount;
-      if (n > h.slotCount) h.slotCount = n;
+  // the chain, and the next append starts after the slot count again. The
+  // heads are read a block of items at a time; a block that comes back
+  // short (a range another program holds locked) is read item by item.
+  const int32_t perBlock = ItemsPerBlock(f);
+  std::vector<unsigned char> block(static_cast<size_t>(perBlock) * static_cast<size_t>(f->recordSize));
+  for (int32_t hi = end - 1; hi >= 1;) {
+    const int32_t lo = std::max(1, hi - perBlock + 1);
+    const bool whole = ReadItems(f, lo, block.data(), hi - lo + 1) == hi - lo + 1;
+    for (int32_t n = hi; n >= lo; --n) {
+      if ((end - n) % step == 0) Action_ProgressTo(dlg, end - n);
+      if (whole) {
+        std::memcpy(&head, block.data() + int64_t{n - lo} * f->recordSize, sizeof head);
+      } else if (!ReadItemHead(f, n, &head)) {
+        continue;
+      }
+      if (head.state < 1) {
+        WriteItemHead(f, n, DbaItemHead{-1, h.freeHead});
+        h.freeHead = n;
+      } else {
+        ++h.usedCount;
+        if (n > h.slotCount) h.slotCount = n;
+      }
     }
+    hi = lo - 1;
   }
   Action_ProgressEnd(dlg);
   Action_CloseDlg(dlg);

@@ -135,13 +135,24 @@ int32_t CompareKeys(const uint8_t* a, const uint8_t* b) {
 
 int64_t KeyFileReadCount() { return g_reads; }
 
+void CountKeyFileRead() { ++g_reads; }
+
 bool ReadAt(const BaumKeyDatei* d, int64_t position, void* buffer, int32_t length) {
+  if (SlotCache* cache = SlotCache::For(d)) {
+    bool ok = false;
+    if (cache->Read(position, buffer, length, &ok)) return ok;
+  }
   ++g_reads;
   return FileIO_SetPos(d->handle, position) == position && FileIO_Read(d->handle, buffer, length) == length;
 }
 
 bool WriteAt(const BaumKeyDatei* d, int64_t position, const void* buffer, int32_t length) {
-  return FileIO_SetPos(d->handle, position) == position && FileIO_Write(d->handle, buffer, length) == length;
+  SlotCache* cache = SlotCache::For(d);
+  if (cache != nullptr && d->handle != kInvalidHandle && cache->Holds(position, buffer, length)) return true;
+  if (FileIO_SetPos(d->handle, position) != position) return false;
+  const int32_t written = FileIO_Write(d->handle, buffer, length);
+  if (cache != nullptr) cache->Wrote(position, buffer, written);
+  return written == length;
 }
 
 bool ReadSlot(const BaumKeyDatei* d, int32_t slot, void* record) {

@@ -5,6 +5,8 @@
 
 #include <cstdint>
 #include <cstring>
+#include <memory>
+#include <unordered_map>
 
 #include "index/keyfile.h"
 #include "services/storage.h"
@@ -15,8 +17,70 @@ constexpr int32_t kKeyOffset = 4;
 constexpr int32_t kPayloadOffset = 36;
 constexpr int32_t kNextFreeOffset = 40;
 
+// Positioned transfers on the descriptor's open handle. While a SlotCache
+// is open for the descriptor, reads within one slot are served from it and
+// writes go through it (see SlotCache).
 bool ReadAt(const BaumKeyDatei* d, int64_t position, void* buffer, int32_t length);
 bool WriteAt(const BaumKeyDatei* d, int64_t position, const void* buffer, int32_t length);
+
+// Counts one file read for KeyFileReadCount.
+void CountKeyFileRead();
+
+// What one key operation has read of its file, slot by slot.
+//
+// A tree step used to cost three reads and three seeks: the node, the key
+// of the node and the search key in slot 0, each read again at every
+// comparison. A slot's key record and its node lie side by side, so the
+// cache reads the whole slot (R + 14 bytes) with one read the first time
+// the operation touches it, and every later look at that slot - its node,
+// its key, slot 0's search key and root - comes from memory. The cache is
+// exact: every read and write of the descriptor goes through ReadAt /
+// WriteAt, which consult and update it, so the operation sees precisely the
+// bytes it would have read from the file; a write of bytes the file already
+// holds is left out. Its life is one exported call (a search, an add, a
+// removal, a reorganisation). Other processes may not change the file in
+// that span, which the key file's sharing rule already demands: each key
+// operation runs under the caller's own lock (include/kvdata/bbaumlib.h),
+// and a reorganisation runs alone.
+//
+// Caches nest: an operation started inside another one's callback on the
+// same descriptor shares the open cache.
+class SlotCache {
+ public:
+  explicit SlotCache(const BaumKeyDatei* d);
+  ~SlotCache();
+  SlotCache(const SlotCache&) = delete;
+  SlotCache& operator=(const SlotCache&) = delete;
+
+  // Reads slots first..last in one transfer (a reorganisation, which visits
+  // every slot). Slots past the end of the file are left out.
+  void Preload(int32_t first, int32_t last);
+
+  // The open cache of d, or null.
+  static SlotCache* For(const BaumKeyDatei* d);
+  // A read within one slot: false when the cache does not handle it (the
+  // header, a range across slots); otherwise *ok tells whether all bytes
+  // were there, as a file read would.
+  bool Read(int64_t position, void* buffer, int32_t length, bool* ok);
+  // True when the file already holds exactly these bytes.
+  bool Holds(int64_t position, const void* buffer, int32_t length) const;
+  // Bytes that reached the file at position.
+  void Wrote(int64_t position, const void* buffer, int32_t written);
+
+ private:
+  struct Image {
+    int32_t valid = 0;  // bytes of the slot that the file holds
+    std::unique_ptr<uint8_t[]> bytes;
+  };
+  Image* Fetch(int32_t slot);
+  int32_t SlotAt(int64_t position) const;
+
+  const BaumKeyDatei* d_;
+  const SlotCache* outer_;  // the cache that was open before, of any descriptor
+  bool owner_;              // false: an inner operation sharing d's cache
+  int64_t stride_;
+  std::unordered_map<int32_t, Image> slots_;
+};
 
 // Record of any slot, slot 0 included, on the open file; no bound checks.
 bool ReadSlot(const BaumKeyDatei* d, int32_t slot, void* record);

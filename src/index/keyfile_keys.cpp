@@ -3,7 +3,8 @@
 //
 // Slot 0 is everybody's scratch space: a search writes its key into slot
 // 0's key bytes and the tree compares against "element 0", which the
-// comparison reads back from the file. Together with the free chain, which
+// comparison reads back (from the operation's SlotCache: one read of each
+// visited slot per operation). Together with the free chain, which
 // is read and rewritten without a lock, this is why processes sharing one
 // key file hold a lock of their own around each key operation; the tree
 // only locks the root word while it restructures.
@@ -70,6 +71,7 @@ bool OutsideTree(BaumKeyDatei* d, int32_t slot) {
 int32_t KeyFileFind(BaumKeyDatei* d, const void* record) {
   if (d == nullptr || record == nullptr) return 0;
   OpenScope open(d);
+  SlotCache cache(d);
   return open ? SearchKey(d, record) : 0;
 }
 
@@ -77,6 +79,7 @@ int32_t KeyFileAdd(BaumKeyDatei* d, void* record) {
   if (d == nullptr || record == nullptr) return 0;
   OpenScope open(d);
   if (!open) return 0;
+  SlotCache cache(d);
   const int32_t existing = SearchKey(d, record);
   if (existing > 0) return existing;
 
@@ -108,6 +111,7 @@ int32_t KeyFileAdd(BaumKeyDatei* d, void* record) {
 int32_t KeyFileRemove(BaumKeyDatei* d, int32_t slot) {
   if (d == nullptr || slot < 1 || slot > d->slotCount) return 0;
   OpenScope open(d);
+  SlotCache cache(d);
   KeyRecord head(d);
   KeyRecord rec(d);
   if (!open || !head || !rec || !ReadSlot(d, slot, rec.bytes())) return 0;
@@ -139,6 +143,8 @@ int32_t KeyFileWalk(BaumKeyDatei* d, AvlVisitFn visit) {
 int32_t KeyFileRebuildFreeList(BaumKeyDatei* d, AvlProgressFn progress) {
   if (d == nullptr) return 0;
   OpenScope open(d);
+  SlotCache cache(d);
+  if (open) cache.Preload(0, d->slotCount);
   KeyRecord head(d);
   KeyRecord rec(d);
   if (!open || !head || !rec || !ReadSlot(d, 0, head.bytes())) return 0;
@@ -169,6 +175,10 @@ int32_t KeyFileReorganise(BaumKeyDatei* d, AvlProgressFn clearTree, AvlProgressF
                           AvlProgressFn treePass, AvlProgressFn removalPass, BaumKeyDuplicateFn duplicate) {
   if (d == nullptr) return 0;
   OpenScope open(d);
+  // Every slot is visited in every pass, and the tree pass searches the
+  // tree for each: the whole file is read up front.
+  SlotCache cache(d);
+  if (open) cache.Preload(0, d->slotCount);
   KeyRecord head(d);
   KeyRecord rec(d);
   if (!open || !head || !rec || !ReadSlot(d, 0, head.bytes())) return 0;

@@ -2,6 +2,9 @@
 // The operations that change one customer while other stations work live in
 // kunden_shared.cpp.
 #include <cstring>
+#include <vector>
+
+#include "core/dba_file.h"
 
 #include "partner/kunden.h"
 #include "services/platform.h"
@@ -107,18 +110,34 @@ int32_t Reorganise() {
     std::memset(reinterpret_cast<uint8_t*>(&h) + 20, 0, 20);
     DBA_SetHEADER(&f, &h);
     WalkProgress progress("KUNDEN.DBA", slots);
-    Kunde k;
-    for (int32_t n = 1; DBA_GetDATA(&f, n, &k, KUNDE_RECORD_SIZE); ++n) {
+    // A customer already counted in use keeps the bytes it has: its write
+    // is left out.
+    auto tidy = [&](Kunde& k, int32_t n) {
       if (k.surname[0] != 0) {
-        k.refCount = 1;
-        DBA_SetDATA(&f, n, &k, KUNDE_RECORD_SIZE);
+        if (k.refCount != 1) {
+          k.refCount = 1;
+          DBA_SetDATA(&f, n, &k, KUNDE_RECORD_SIZE);
+        }
       } else if (k.flags == 0) {
         Clear(k);
         k.refCount = -1;
         DBA_SetDATA(&f, n, &k, KUNDE_RECORD_SIZE);
       }
       progress.Step();
+    };
+    // A block of records per read; each write touches only its own record.
+    // Where a block comes back short, the records are read one by one
+    // again, so that the run ends at the first record that cannot be read.
+    std::vector<Kunde> block(static_cast<size_t>(dba::ItemsPerBlock(&f)));
+    const auto perBlock = static_cast<int32_t>(block.size());
+    int32_t n = 1;
+    for (int32_t got = perBlock; got == perBlock; ) {
+      got = dba::ReadItems(&f, n, block.data(), perBlock);
+      for (int32_t i = 0; i < got; ++i) tidy(block[static_cast<size_t>(i)], n + i);
+      n += got;
     }
+    Kunde k;
+    for (; DBA_GetDATA(&f, n, &k, KUNDE_RECORD_SIZE); ++n) tidy(k, n);
   }
   DBA_CloseDBA(&f);
   return DBA_Reo(&f) != nullptr ? 1 : 0;

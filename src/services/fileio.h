@@ -60,6 +60,10 @@ int32_t FileIO_Read(FileHandle h, void* buffer, int32_t count);
 int32_t FileIO_Write(FileHandle h, const void* buffer, int32_t count);
 // Length of an open file, -1 on failure.
 int64_t FileIO_Size(FileHandle h);
+// A number that changes with every FileIO_Write of this process, through any
+// handle. Lets a reader that holds bytes read ahead tell whether the process
+// may have changed them since.
+uint64_t FileIO_WriteGeneration();
 
 // Exclusive byte-range lock. Waits, polling, while another handle holds an
 // overlapping range, up to the host lock time-out (KVHOST_SetLockTimeout).

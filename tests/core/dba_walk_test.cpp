@@ -1,5 +1,8 @@
 // Walks, identifier tables, reorganisation and resizing over files with
 // free items in between.
+#include <algorithm>
+#include <array>
+
 #include "core/dba_file.h"
 #include "dba_test_util.h"
 #include "kvdata/kvhost.h"
@@ -228,6 +231,163 @@ TEST_F(DbaWalkTest, LongWalksReportProgress) {
   KVHOST_SetProgressHandler(nullptr, nullptr);
   EXPECT_EQ(steps, 2);  // every 100th of 250 items
   EXPECT_EQ(last, 200);
+}
+
+}  // namespace
+
+namespace {
+
+// The read-only walkers read items ahead in blocks; what a callback gets,
+// and when, must be what the item-by-item walk gives: the same items with
+// the same bytes, writes made by earlier callbacks seen, the end of a cut
+// file in the same place, and the descriptor's walk state alike.
+class DbaReadAheadTest : public kvtest::DataDirTest {
+ public:
+  static constexpr int32_t kR = 8000, kC = 200, kItems = 150;  // several blocks
+
+ protected:
+  void SetUp() override {
+    path_ = file("AHEAD.DBA");
+    f_ = MakeDba(path_, kR, kC);
+    ASSERT_NE(DBA_NeueDBA(&f_), 0);
+    for (int32_t n = 1; n <= kItems; ++n) {
+      ASSERT_EQ(DBA_NewITEM(&f_), n);
+      std::vector<uint8_t> rec = kvtest::Record(kR, 1, n);
+      rec[kR - 1] = static_cast<uint8_t>(n);  // the last byte counts too
+      ASSERT_EQ(DBA_WriteDATA(&f_, n, rec.data()), 1);
+    }
+    for (int32_t n : {1, 2, 31, 32, 33, 64, 100, 149}) DBA_DeleteITEM(&f_, n);
+    ASSERT_EQ(DBA_OpenDBA(&f_), 1);
+    for (int32_t n = 1; n <= kItems; n += 3) DBA_SetExternID_from_ID(&f_, n, 1000 + n);
+    DBA_CloseDBA(&f_);
+  }
+  // Item number, tag and last byte of every item the plain walk delivers.
+  std::vector<std::array<int32_t, 3>> PlainWalk() {
+    std::vector<std::array<int32_t, 3>> got;
+    std::vector<uint8_t> buf(kR);
+    EXPECT_EQ(DBA_OpenDBA(&f_), 1);
+    for (int32_t n = DBA_FirstITEM(&f_, buf.data()); n; n = DBA_NextITEM(&f_, buf.data())) {
+      got.push_back({n, I32At(buf, 8), buf[kR - 1]});
+    }
+    DBA_CloseDBA(&f_);
+    return got;
+  }
+  std::string path_;
+  DbaFile f_;
+};
+
+std::vector<std::array<int32_t, 3>> g_got;
+
+int32_t Collect(int32_t n, void* rec) {
+  const auto* b = static_cast<const uint8_t*>(rec);
+  int32_t tag;
+  std::memcpy(&tag, b + 8, 4);
+  g_got.push_back({n, tag, b[DbaReadAheadTest::kR - 1]});
+  return 0;
+}
+
+TEST_F(DbaReadAheadTest, ReadOnlyWalksDeliverWhatTheItemByItemWalkDelivers) {
+  const auto plain = PlainWalk();
+  ASSERT_EQ(plain.size(), static_cast<size_t>(kItems - 8));
+  g_got.clear();
+  DBA_MitJedemITEM(&f_, Collect);
+  EXPECT_EQ(g_got, plain);
+
+  // Identifier walk: the table entry of each item with an identifier.
+  static std::vector<std::pair<int32_t, int32_t>> ids;
+  ids.clear();
+  DBA_MitAllenExternIDsRW(&f_, [](int32_t ext, void* rec) -> int32_t {
+    int32_t tag;
+    std::memcpy(&tag, static_cast<char*>(rec) + 8, 4);
+    ids.emplace_back(ext, tag);
+    return 1;
+  });
+  std::vector<std::pair<int32_t, int32_t>> expected;
+  for (const auto& item : plain) {
+    if ((item[0] - 1) % 3 == 0) expected.emplace_back(1000 + item[0], item[1]);
+  }
+  EXPECT_EQ(ids, expected);
+
+  // A file cut inside item 120: both walks end before it.
+  std::vector<uint8_t> image = kvtest::ReadFileBytes(path_);
+  image.resize(static_cast<size_t>(120) * kR + 40 + 8 * kC + kR / 2);
+  kvtest::WriteFileBytes(path_, image);
+  const auto cut = PlainWalk();
+  ASSERT_EQ(cut.back()[0], 119);
+  const int32_t cursor = f_.cursor, delivered = f_.delivered;
+  g_got.clear();
+  DBA_MitJedemITEM(&f_, Collect);
+  EXPECT_EQ(g_got, cut);
+  EXPECT_EQ(f_.cursor, cursor);
+  EXPECT_EQ(f_.delivered, delivered);
+}
+
+// Callbacks that change items ahead of the walk through the open
+// descriptor: the walk delivers them as changed, and an item freed ahead is
+// skipped, exactly as when each item is read when the walk comes to it.
+TEST_F(DbaReadAheadTest, ChangesMadeByCallbacksShowWhenTheWalkGetsThere) {
+  static DbaFile* f;
+  f = &f_;
+  g_got.clear();
+  DBA_MitJedemITEM(&f_, [](int32_t n, void* rec) -> int32_t {
+    Collect(n, rec);
+    if (n == 3) {
+      std::vector<uint8_t> changed = kvtest::Record(DbaReadAheadTest::kR, 1, 7777);
+      DBA_SetDATA(f, 20, changed.data(), DbaReadAheadTest::kR);  // ahead, same block
+      DBA_SetDATA(f, 90, changed.data(), DbaReadAheadTest::kR);  // ahead, later block
+      DBA_DeleteITEM(f, 40);
+    }
+    return 0;
+  });
+  std::vector<int32_t> numbers;
+  for (const auto& item : g_got) {
+    numbers.push_back(item[0]);
+    if (item[0] == 20 || item[0] == 90) {
+      EXPECT_EQ(item[1], 7777);
+    }
+  }
+  EXPECT_EQ(std::count(numbers.begin(), numbers.end(), 40), 0);
+  // The walk limit was taken at the start; the file ends before it is
+  // reached again.
+  EXPECT_EQ(numbers.size(), static_cast<size_t>(kItems - 9));
+  EXPECT_EQ(numbers.back(), 150);
+
+  static std::vector<int32_t> ids;
+  ids.clear();
+  DBA_MitAllenExternIDsRW(&f_, [](int32_t ext, void*) -> int32_t {
+    ids.push_back(ext);
+    if (ext == 1004) DBA_SetExternID_from_ID(f, 70, 5070);  // item 70's entry, ahead
+    return 0;
+  });
+  EXPECT_NE(std::find(ids.begin(), ids.end(), 5070), ids.end());
+}
+
+// The reorganisation reads the heads a block at a time, from the end of the
+// file down; the chain and counts must come out as from reading every head:
+// ascending chain of every state below 1, slot count the highest used item,
+// and a last item cut short left out.
+TEST_F(DbaReadAheadTest, ReorganisationOverManyBlocksCountsEveryHead) {
+  std::vector<uint8_t> image = kvtest::ReadFileBytes(path_);
+  const size_t base = 40 + 8 * kC;
+  for (int32_t n : {5, 70, 71, 140}) kvtest::PutI32(image, base + static_cast<size_t>(n) * kR, n % 2 == 0 ? 0 : -7);
+  image.resize(base + static_cast<size_t>(kItems) * kR + 4);  // item 150's head cut in half
+  kvtest::WriteFileBytes(path_, image);
+  std::vector<int32_t> chain;
+  int32_t used = 0, highest = 0;
+  for (int32_t n = 1; n < kItems; ++n) {
+    if (I32At(image, base + static_cast<size_t>(n) * kR) < 1) {
+      chain.push_back(n);
+    } else {
+      ++used;
+      highest = n;
+    }
+  }
+  ASSERT_NE(DBA_Reo(&f_), nullptr);
+  const DbaHeader h = kvtest::ReadHeader(path_);
+  EXPECT_EQ(h.usedCount, used);
+  EXPECT_EQ(h.slotCount, highest);
+  EXPECT_EQ(kvtest::FreeChain(path_, kR, kC), chain);
+  EXPECT_EQ(kvtest::ReadFileBytes(path_).size(), image.size());  // nothing written past the end
 }
 
 }  // namespace

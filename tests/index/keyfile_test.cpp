@@ -2,7 +2,9 @@
 // created, cut and rebuilt, keys that differ only in late or high bytes,
 // reorganisation, the walk, slot locks, bad input, the ID mapping files, the
 // check finding damage, and two processes adding keys to one file.
+#include <array>
 #include <cstring>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -10,6 +12,7 @@
 #include "index/keyfile.h"
 #include "index/keyfile_check.h"
 #include "kvdata/artlib.h"
+#include "kvdata/avl.h"
 #include "kvdata/bbaumlib.h"
 #include "kvtest.h"
 #include "services/fileio.h"
@@ -427,6 +430,146 @@ TEST_F(KeyFileTest, TwoWritersUnderTheCallersLockLeaveAValidTree) {
   EXPECT_TRUE(check.defects.empty()) << check.defects.front();
   EXPECT_EQ(check.usedCount, 2 * kKeysPerWorker);
   EXPECT_EQ(check.keys.size(), static_cast<size_t>(2 * kKeysPerWorker));
+}
+
+// The key file as a plain model: key records in a vector, the tree as an
+// AVL_ tree over nodes in memory. Each operation is done on both, and the
+// file must hold exactly the model's bytes afterwards: whatever the key file
+// keeps in memory during an operation, it must read and write as if it
+// went to the file every time.
+struct KeyFileModel {
+  std::vector<std::array<uint8_t, 44>> rec;
+  std::vector<AvlKnoten> node;
+  int32_t root = 0;
+  AvlBaum tree{};
+
+  static KeyFileModel* M(void* c) { return static_cast<KeyFileModel*>(c); }
+  const uint8_t* key(int32_t slot) const { return rec[static_cast<size_t>(slot)].data() + 4; }
+  int32_t i32(int32_t slot, int offset) const {
+    int32_t v;
+    std::memcpy(&v, rec[static_cast<size_t>(slot)].data() + offset, 4);
+    return v;
+  }
+  void set(int32_t slot, int offset, int32_t v) { std::memcpy(rec[static_cast<size_t>(slot)].data() + offset, &v, 4); }
+
+  explicit KeyFileModel(const std::vector<uint8_t>& image, int32_t slots) : rec(slots + 1), node(slots + 1) {
+    for (int32_t n = 0; n <= slots; ++n) std::memcpy(rec[n].data(), image.data() + 40 + n * kStride, 44);
+    tree.ReadNode = [](void* c, int32_t n, AvlKnoten* out) { return *out = M(c)->node.at(n), 1; };
+    tree.WriteNode = [](void* c, int32_t n, const AvlKnoten* in) { return M(c)->node.at(n) = *in, 1; };
+    tree.GetRoot = [](void* c, int32_t* r) { return *r = M(c)->root, 1; };
+    tree.SetRoot = [](void* c, int32_t r) { return M(c)->root = r, 1; };
+    tree.Compare = [](void* c, int32_t a, int32_t b) {
+      for (int i = 0; i < 32; ++i) {
+        const auto x = static_cast<int8_t>(M(c)->key(a)[i]), y = static_cast<int8_t>(M(c)->key(b)[i]);
+        if (x != y) return x < y ? -1 : 1;
+      }
+      return 0;
+    };
+    tree.storeContext = tree.compareContext = this;
+  }
+  int32_t Search(const uint8_t* k) {
+    std::memcpy(rec[0].data() + 4, k, 32);
+    return AVL_Suchen(&tree);
+  }
+  int32_t Add(const BaumKey& k) {
+    if (const int32_t found = Search(k.key)) return found;
+    const int32_t n = i32(0, 40);
+    if (n < 1 || n >= static_cast<int32_t>(rec.size())) return 0;
+    set(0, 40, i32(n, 40));
+    set(0, 36, i32(0, 36) + 1);
+    std::memcpy(rec[n].data(), &k, 44);
+    set(n, 36, 0);
+    set(n, 40, 0);
+    tree.currentElement = n;
+    return AVL_Einfuegen(&tree) > 0 ? n : 0;
+  }
+  int32_t Remove(int32_t n) {
+    std::array<uint8_t, 32> k;
+    std::memcpy(k.data(), key(n), 32);
+    if (Search(k.data()) != n) return 0;
+    tree.currentElement = n;
+    AVL_Loeschen(&tree);
+    rec[n].fill(0);
+    set(0, 40, n);
+    set(0, 36, i32(0, 36) - 1);
+    return 1;
+  }
+  // Nodes on the way from the root to slot n (parent links may be stale,
+  // so the way is found from the top).
+  int32_t Depth(int32_t n) {
+    int32_t depth = 1;
+    for (int32_t p = root; p != n && p != 0 && depth < 64; ++depth) {
+      p = tree.Compare(this, n, p) < 0 ? node[p].left : node[p].right;
+    }
+    return depth;
+  }
+  // What rebuilding the free chain does: every payload-0 slot, ascending.
+  void RebuildChain() {
+    int32_t chain = 0, used = 0;
+    for (int32_t n = static_cast<int32_t>(rec.size()) - 1; n >= 1; --n) {
+      if (i32(n, 36) == 0) {
+        set(n, 40, chain);
+        chain = n;
+      } else {
+        ++used;
+      }
+    }
+    set(0, 40, chain);
+    set(0, 36, used);
+  }
+  std::vector<uint8_t> Image(std::vector<uint8_t> image) const {
+    for (size_t n = 0; n < rec.size(); ++n) {
+      std::memcpy(image.data() + 40 + n * kStride, rec[n].data(), 44);
+      AvlKnoten k = n == 0 ? AvlKnoten{root, 0, 0, 0} : node[n];
+      std::memcpy(image.data() + 40 + n * kStride + 44, &k, 14);
+    }
+    return image;
+  }
+};
+
+TEST_F(KeyFileTest, EveryOperationLeavesExactlyTheBytesOfThePlainModel) {
+  constexpr int32_t kSlots = 90;
+  ASSERT_NE(Make(kSlots, true), nullptr);
+  KeyFileModel model(kvtest::ReadFileBytes(path_), kSlots);
+  std::mt19937 rng(11);
+  std::vector<BaumKey> pool(120);
+  for (BaumKey& k : pool) {
+    for (uint8_t& b : k.key) b = static_cast<uint8_t>(rng() % 4 == 0 ? 0 : rng());
+  }
+  ASSERT_EQ(BBAUMLIB_OeffneDatenbank(d_), 1);
+  for (int step = 0; step < 700; ++step) {
+    const uint32_t what = rng() % 10;
+    if (what < 5) {
+      BaumKey k = pool[rng() % pool.size()];
+      const int32_t slot = BBAUMLIB_BAUMKEYAnlegen(d_, &k);
+      ASSERT_EQ(slot, model.Add(k)) << step;
+      if (slot > 0 && Slot(slot).payload == 0) {
+        k.payload = step + 1;  // the caller's payload write
+        ASSERT_EQ(BBAUMLIB_WriteBAUMKEY(d_, slot, &k), 1);
+        model.set(slot, 36, step + 1);
+      }
+    } else if (what < 8) {
+      const int32_t slot = static_cast<int32_t>(rng() % kSlots) + 1;
+      ASSERT_EQ(BBAUMLIB_BAUMKEYLoeschen(d_, slot), model.Remove(slot)) << step;
+    } else {
+      const BaumKey& k = pool[rng() % pool.size()];
+      const int64_t reads = kv::index::KeyFileReadCount();
+      const int32_t slot = BBAUMLIB_BAUMKEYVorhanden(d_, &k);
+      ASSERT_EQ(slot, model.Search(k.key)) << step;
+      // Slot 0 (search key and root) and every slot on the way, once each.
+      if (slot > 0) {
+        EXPECT_EQ(kv::index::KeyFileReadCount() - reads, model.Depth(slot) + 1) << step;
+      }
+    }
+    if (step % 50 == 49) {  // freed slots join the chain again
+      ASSERT_EQ(BBAUMLIB_ErzeugeFreelist(d_, nullptr), 1);
+      model.RebuildChain();
+    }
+    const std::vector<uint8_t> image = kvtest::ReadFileBytes(path_);
+    ASSERT_EQ(image, model.Image(image)) << step;
+  }
+  BBAUMLIB_SchliesseDatenbank(d_);
+  EXPECT_TRUE(Check().defects.empty());
 }
 
 }  // namespace

@@ -149,6 +149,64 @@ TEST_F(FileIOTest, ReadsAndWritesReportShortTransfers) {
   FileIO_Close(kInvalidHandle);  // harmless
 }
 
+// Each handle keeps its own position: a read or write starts where the
+// handle's last SetPos, SetPosFromEnd, read or write left it, whatever the
+// other handles of the file do; a read past the end stops at the end and a
+// write past it extends the file. An append handle writes at the end.
+TEST_F(FileIOTest, EveryHandleKeepsItsOwnPosition) {
+  const std::string p = file("pos.dat");
+  FileHandle a = FileIO_CreateRWS(p.c_str());
+  FileHandle b = FileIO_OpenRWS(p.c_str());
+  FileHandle r = FileIO_OpenROS(p.c_str());
+  ASSERT_NE(a, kInvalidHandle);
+  ASSERT_NE(b, kInvalidHandle);
+  ASSERT_NE(r, kInvalidHandle);
+  EXPECT_EQ(FileIO_GetPos(a), 0);
+  EXPECT_EQ(FileIO_Write(a, "abcdefghij", 10), 10);
+  EXPECT_EQ(FileIO_GetPos(a), 10);
+  EXPECT_EQ(FileIO_GetPos(b), 0);  // a's write moved only a
+
+  char buf[16] = {};
+  EXPECT_EQ(FileIO_SetPos(b, 3), 3);
+  EXPECT_EQ(FileIO_SetPos(r, 7), 7);
+  EXPECT_EQ(FileIO_Write(a, "KL", 2), 2);  // a goes on at 10
+  EXPECT_EQ(FileIO_Read(b, buf, 2), 2);
+  EXPECT_EQ(std::string(buf, 2), "de");
+  EXPECT_EQ(FileIO_Read(b, buf, 2), 2);  // a read goes on where the last ended
+  EXPECT_EQ(std::string(buf, 2), "fg");
+  EXPECT_EQ(FileIO_GetPos(b), 7);
+  EXPECT_EQ(FileIO_Read(r, buf, 16), 5);  // short at the end: hij + a's KL
+  EXPECT_EQ(std::string(buf, 5), "hijKL");
+  EXPECT_EQ(FileIO_GetPos(r), 12);
+  EXPECT_EQ(FileIO_Read(r, buf, 1), 0);
+
+  // b writes over bytes 7..8; r, set back, reads them; a failed SetPos
+  // leaves the position as it was.
+  EXPECT_EQ(FileIO_Write(b, "XY", 2), 2);
+  EXPECT_EQ(FileIO_SetPos(r, -1), -1);
+  EXPECT_EQ(FileIO_GetPos(r), 12);
+  EXPECT_EQ(FileIO_SetPosFromEnd(r, 5), 7);
+  EXPECT_EQ(FileIO_Read(r, buf, 3), 3);
+  EXPECT_EQ(std::string(buf, 3), "XYj");
+
+  // A write past the end extends the file with zeros in between.
+  EXPECT_EQ(FileIO_SetPos(b, 14), 14);
+  EXPECT_EQ(FileIO_Write(b, "Z", 1), 1);
+  EXPECT_EQ(FileIO_Size(a), 15);
+  FileIO_Close(a);
+  FileIO_Close(b);
+  FileIO_Close(r);
+
+  FileHandle log = FileIO_OpenAppend(p.c_str());
+  ASSERT_NE(log, kInvalidHandle);
+  EXPECT_EQ(FileIO_SetPos(log, 0), 0);
+  EXPECT_EQ(FileIO_Write(log, "!", 1), 1);
+  EXPECT_EQ(FileIO_GetPos(log), 16);
+  FileIO_Close(log);
+  std::vector<uint8_t> expected = {'a', 'b', 'c', 'd', 'e', 'f', 'g', 'X', 'Y', 'j', 'K', 'L', 0, 0, 'Z', '!'};
+  EXPECT_EQ(kvtest::ReadFileBytes(p), expected);
+}
+
 TEST_F(FileIOTest, OpenFailsForMissingFilesDirectoriesAndOverlongPaths) {
   EXPECT_EQ(FileIO_OpenRWS(file("missing").c_str()), kInvalidHandle);
   EXPECT_EQ(FileIO_OpenROS(dir().c_str()), kInvalidHandle);

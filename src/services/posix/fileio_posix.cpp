@@ -13,6 +13,12 @@
 // one the same handle already holds (the kernel would merge them) and the
 // rule that an unlock releases exactly a range that was locked. A small table
 // of held ranges per handle supplies both.
+//
+// The same table keeps each handle's position. FileIO_SetPos only records
+// it, and FileIO_Read / FileIO_Write move the bytes with pread / pwrite at
+// that position and advance it: a record move is one system call instead of
+// a seek plus a read. The kernel's own file offset is not used (except by
+// append handles, whose writes always go to the end).
 #include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -21,6 +27,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
@@ -44,6 +51,8 @@ namespace {
 struct HandleInfo {
   HeldRanges locks;           // ranges locked through this handle
   std::string deleteOnClose;  // path to remove when the handle closes
+  int64_t position = 0;       // where the next read or write starts
+  bool append = false;        // writes go to the end (O_APPEND)
 };
 
 Mutex& TableMutex() {
@@ -58,6 +67,36 @@ std::map<int, HandleInfo>& Handles() {
 bool Known(FileHandle h) {
   MutexLock lock(TableMutex());
   return h >= 0 && Handles().count(h) != 0;
+}
+
+// The handle's position; false for an unknown handle.
+bool PositionOf(FileHandle h, int64_t* position, bool* append = nullptr) {
+  MutexLock lock(TableMutex());
+  auto it = h >= 0 ? Handles().find(h) : Handles().end();
+  if (it == Handles().end()) return false;
+  *position = it->second.position;
+  if (append != nullptr) *append = it->second.append;
+  return true;
+}
+
+void SetPosition(FileHandle h, int64_t position) {
+  MutexLock lock(TableMutex());
+  auto it = Handles().find(h);
+  if (it != Handles().end()) it->second.position = position;
+}
+
+// Moves count bytes at position with pread or pwrite, going on after a
+// partial transfer; the bytes moved.
+template <typename Transfer>
+int32_t TransferAt(int32_t count, Transfer transfer) {
+  int32_t done = 0;
+  while (done < count) {
+    ssize_t n = transfer(done);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) break;
+    done += static_cast<int32_t>(n);
+  }
+  return done;
 }
 
 FileHandle Register(int fd, const std::string& deletePath = {}) {
@@ -181,18 +220,24 @@ void FileIO_Close(FileHandle h) {
 }
 
 int64_t FileIO_SetPos(FileHandle h, int64_t position) {
-  if (!Known(h) || position < 0) return -1;
-  return lseek(h, position, SEEK_SET);
+  int64_t current;
+  if (position < 0 || !PositionOf(h, &current)) return -1;
+  SetPosition(h, position);
+  return position;
 }
 
 int64_t FileIO_SetPosFromEnd(FileHandle h, int64_t distance) {
   if (!Known(h) || distance < 0) return -1;
-  return lseek(h, -distance, SEEK_END);
+  const int64_t position = lseek(h, -distance, SEEK_END);
+  if (position >= 0) SetPosition(h, position);
+  return position;
 }
 
 int64_t FileIO_GetPos(FileHandle h) {
-  if (!Known(h)) return -1;
-  return lseek(h, 0, SEEK_CUR);
+  int64_t position;
+  bool append;
+  if (!PositionOf(h, &position, &append)) return -1;
+  return append ? lseek(h, 0, SEEK_CUR) : position;
 }
 
 int64_t FileIO_Size(FileHandle h) {
@@ -202,34 +247,37 @@ int64_t FileIO_Size(FileHandle h) {
 }
 
 int32_t FileIO_Read(FileHandle h, void* buffer, int32_t count) {
-  if (buffer == nullptr || count <= 0 || !Known(h)) return 0;
+  int64_t position;
+  if (buffer == nullptr || count <= 0 || !PositionOf(h, &position)) return 0;
   if (fault::Fire(fault::Kind::Read)) return 0;
   char* p = static_cast<char*>(buffer);
-  int32_t done = 0;
-  while (done < count) {
-    ssize_t n = ::read(h, p + done, static_cast<size_t>(count - done));
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) break;
-    done += static_cast<int32_t>(n);
-  }
+  const int32_t done = TransferAt(count, [&](int32_t at) {
+    return ::pread(h, p + at, static_cast<size_t>(count - at), static_cast<off_t>(position + at));
+  });
+  SetPosition(h, position + done);
   return done;
 }
 
+static std::atomic<uint64_t> g_writeGeneration{0};
+
+uint64_t FileIO_WriteGeneration() { return g_writeGeneration.load(std::memory_order_relaxed); }
+
 int32_t FileIO_Write(FileHandle h, const void* buffer, int32_t count) {
-  if (buffer == nullptr || count <= 0 || !Known(h)) return 0;
-  if (fault::Fire(fault::Kind::Write)) {
-    // A short write: half of the bytes reach the file, as on a full disk.
-    ssize_t n = ::write(h, buffer, static_cast<size_t>(count / 2));
-    return n > 0 ? static_cast<int32_t>(n) : 0;
-  }
+  g_writeGeneration.fetch_add(1, std::memory_order_relaxed);
+  int64_t position;
+  bool append;
+  if (buffer == nullptr || count <= 0 || !PositionOf(h, &position, &append)) return 0;
+  // A fault is a short write: half of the bytes reach the file, as on a
+  // full disk.
+  const int32_t want = fault::Fire(fault::Kind::Write) ? count / 2 : count;
   const char* p = static_cast<const char*>(buffer);
-  int32_t done = 0;
-  while (done < count) {
-    ssize_t n = ::write(h, p + done, static_cast<size_t>(count - done));
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) break;
-    done += static_cast<int32_t>(n);
+  if (append) {  // the kernel's offset follows the end (see FileIO_GetPos)
+    return TransferAt(want, [&](int32_t at) { return ::write(h, p + at, static_cast<size_t>(want - at)); });
   }
+  const int32_t done = TransferAt(want, [&](int32_t at) {
+    return ::pwrite(h, p + at, static_cast<size_t>(want - at), static_cast<off_t>(position + at));
+  });
+  SetPosition(h, position + done);
   return done;
 }
 
@@ -424,7 +472,12 @@ int32_t FileIO_LockFileHolderAlive(const char* path) {
 }
 
 FileHandle FileIO_OpenAppend(const char* path) {
-  return OpenWith(path, O_WRONLY | O_APPEND | O_CREAT, fault::Kind::Open);
+  FileHandle h = OpenWith(path, O_WRONLY | O_APPEND | O_CREAT, fault::Kind::Open);
+  if (h != kInvalidHandle) {
+    MutexLock lock(TableMutex());
+    Handles()[h].append = true;
+  }
+  return h;
 }
 
 int32_t FileIO_GetModuleDirectory(char* directory) {
