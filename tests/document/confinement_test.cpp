@@ -88,6 +88,17 @@ TEST_F(Confinement, TheInvoiceWalkListsInvoicesOfItsDirectoryOnly) {
   RechnungDBA_FindClose(fh);
   EXPECT_EQ(found, (std::vector<std::string>{PathOf(1), PathOf(2)}));  // NOTES.REC, RECHNUNG.TXT left out
   EXPECT_EQ(RechnungDBA_FindFirst("*.TXT", path), -1);
+
+  // An upgrade rewrites the invoices and nothing else that "RECH*.*" finds.
+  std::vector<uint8_t> other(RECHNUNGDBA_RECORD + 10, 0);
+  other[0] = 0x61;
+  kvtest::WriteFileBytes(invoiceDir + "RECHNUNG.TXT", other);
+  std::vector<uint8_t> old(RECHNUNGDBA_RECORD, 0x33);
+  kvtest::PutI32(old, 548, 540);
+  kvtest::WriteFileBytes(PathOf(1), old);
+  RechnungDBA_DoUpdate(560, 540);
+  EXPECT_EQ(ReadFileBytes(invoiceDir + "RECHNUNG.TXT"), other);
+  EXPECT_EQ(kvtest::I32At(ReadFileBytes(PathOf(1)), 548), 560);
 }
 
 TEST_F(Confinement, OrderWalksAndDeletesLeaveOtherFilesAlone) {
