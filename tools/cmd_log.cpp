@@ -1,8 +1,8 @@
 // kvdata log DIR [--tail N]: the lock log of a data directory.
 #include <deque>
-#include <fstream>
 #include <iostream>
 #include <memory>
+#include <sstream>
 #include <string>
 
 #include "core/lockdb.h"
@@ -25,11 +25,18 @@ void Setup(CLI::App& app) {
     std::string path = opt->dir;
     if (!path.empty() && !kv::IsPathSep(path.back())) path += kv::kPathSep;
     path += kv::lockdb::kLogName;
-    std::ifstream in(path, std::ios::binary);
-    if (!in) {
+    // Through the file layer, which opens regular files only: a FIFO in
+    // place of the log must not stall the tool.
+    const kv::FileHandle h = kv::FileIO_OpenROS(path.c_str());
+    if (h == kv::kInvalidHandle) {
       std::cerr << "no lock log: cannot open " << path << "\n";
       throw CLI::RuntimeError(1);
     }
+    std::string text;
+    char chunk[1 << 16];
+    for (int32_t n; (n = kv::FileIO_Read(h, chunk, sizeof chunk)) > 0;) text.append(chunk, static_cast<size_t>(n));
+    kv::FileIO_Close(h);
+    std::istringstream in(text);
     std::deque<std::string> lines;
     std::string line;
     while (std::getline(in, line)) {
