@@ -96,7 +96,8 @@ void RunDba(const std::string& dir, const uint8_t* data, size_t size) {
   if (DBA_OpenDBA(&f)) {
     for (int32_t n = DBA_FirstITEM(&f, record); n != 0 && items < 64; n = DBA_NextITEM(&f, record)) ++items;
     for (int32_t n : {1, 2, f.idCapacity, f.idCapacity + 1, INT_MAX}) {
-      DBA_SetExternID_from_ID(&f, n, DBA_GetExternID_from_ID(&f, n) + 1);
+      const uint32_t next = static_cast<uint32_t>(DBA_GetExternID_from_ID(&f, n)) + 1u;
+      DBA_SetExternID_from_ID(&f, n, static_cast<int32_t>(next));
       DBA_SetID_from_ExternID(&f, n, DBA_GetID_from_ExternID(&f, n));
     }
   }
