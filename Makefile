@@ -1,7 +1,7 @@
 # Two commands for a newcomer: `make test` and `make demo`.
 JOBS ?= 2
 
-.PHONY: all build test demo test-asan bench windows windows-test stress-test crash-test clean
+.PHONY: all build test demo test-asan bench fuzz fuzz-ci fuzz-build windows windows-test stress-test crash-test clean
 
 all: build
 
@@ -33,6 +33,25 @@ test-asan:
 	cmake --preset asan
 	cmake --build --preset asan -j $(JOBS)
 	ctest --preset asan
+
+# libFuzzer targets (clang, libfuzzer-14-dev). Each target starts from the
+# seeds the library makes and from its corpus of earlier runs under
+# build-fuzz/corpus; `fuzz` runs each for FUZZ_SECONDS, `fuzz-ci` for about
+# 30 s, and both print every target's execution count. A crash leaves its
+# input as build-fuzz/crash-<target>-*: copy it into
+# tests/fuzz/regressions/<target>/ so that `make test` replays it for good.
+FUZZ_SECONDS ?= 600
+FUZZ_TARGETS = dba items keyfile customers orders invoices numbers locklog
+fuzz-build:
+	cmake --preset fuzz
+	cmake --build --preset fuzz -j $(JOBS)
+	./build-fuzz/fuzz/kvfuzz_seeds build-fuzz/corpus
+
+fuzz: fuzz-build
+	@FUZZ_SECONDS=$(FUZZ_SECONDS) scripts/run_fuzz.sh build-fuzz $(FUZZ_TARGETS)
+
+fuzz-ci: fuzz-build
+	@FUZZ_SECONDS=30 scripts/run_fuzz.sh build-fuzz $(FUZZ_TARGETS)
 
 bench:
 	cmake --preset release
@@ -66,4 +85,4 @@ windows-test: windows
 	$(WINE_ENV) ctest --preset mingw-x64 $(WINE_RETRY); status=$$?; $(WINE_ENV) wineserver -k; exit $$status
 
 clean:
-	rm -rf build build-asan build-release build-win32 build-win64
+	rm -rf build build-asan build-release build-fuzz build-win32 build-win64

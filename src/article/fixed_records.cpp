@@ -36,6 +36,19 @@ void Close(File& f) {
   }
 }
 
+int32_t HighestRecord(FileHandle h, int32_t recordSize, int32_t count) {
+  const int64_t size = FileIO_Size(h);
+  if (size < 0 || recordSize <= 0) return -1;
+  const int64_t inFile = size < kHeaderSize ? 0 : (size - kHeaderSize) / recordSize;
+  const int64_t highest = inFile - 1 > count ? inFile - 1 : count;
+  return highest > INT32_MAX ? INT32_MAX : static_cast<int32_t>(highest);
+}
+
+bool RecordsWithin(FileHandle h, int32_t recordSize, int32_t count, int32_t first, int32_t n) {
+  if (first < 0 || n < 1) return false;
+  return static_cast<int64_t>(first) + n - 1 <= HighestRecord(h, recordSize, count);
+}
+
 bool ReadAt(FileHandle h, int64_t pos, void* buffer, int32_t size) {
   if (h == kInvalidHandle || buffer == nullptr || FileIO_SetPos(h, pos) != pos) return false;
   return FileIO_Read(h, buffer, size) == size;

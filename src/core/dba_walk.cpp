@@ -32,9 +32,13 @@ namespace kv::dba {
 
 namespace {
 
+// Entry `index` of table A or B. An index above the capacity lands in the
+// next table or among the items, as it always has; one whose entry would lie
+// past the last item the format allows is refused.
 int64_t TablePosition(const DbaFile* f, bool tableB, int32_t index) {
-  if (f == nullptr || index < 1 || f->idCapacity < 0) return -1;
-  return DBA_HEADER_SIZE + (tableB ? int64_t{4} * f->idCapacity : 0) + int64_t{4} * (index - 1);
+  if (!Usable(f) || index < 1) return -1;
+  const int64_t pos = DBA_HEADER_SIZE + (tableB ? int64_t{4} * f->idCapacity : 0) + int64_t{4} * (index - 1);
+  return WithinFormat(f, pos, 4) ? pos : -1;
 }
 
 int32_t ReadTable(DbaFile* f, bool tableB, int32_t index) {

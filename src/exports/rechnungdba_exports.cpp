@@ -13,8 +13,8 @@ KV_API int32_t RechnungDBA_PLUS_ARCHIVE_Init(int32_t prefix, const char* path, c
 KV_API int32_t RechnungDBA_SwitchArchivePath(void) { return kv::rechnung::SwitchArchivePath(); }
 KV_API char* RechnungDBA_CreateFileName(int32_t number, char* out) { return kv::rechnung::CreateFileName(number, out); }
 KV_API int32_t RechnungDBA_New(int32_t number) { return kv::rechnung::Create(number); }
-KV_API int32_t RechnungDBA_Open(const char* path) { return kv::FileIO_OpenROS(path); }
-KV_API int32_t RechnungDBA_WriteOpen(const char* path) { return kv::FileIO_OpenRWS(path); }
+KV_API int32_t RechnungDBA_Open(const char* path) { return kv::rechnung::OpenFile(path, false); }
+KV_API int32_t RechnungDBA_WriteOpen(const char* path) { return kv::rechnung::OpenFile(path, true); }
 KV_API void RechnungDBA_Close(int32_t handle) { kv::FileIO_Close(handle); }
 KV_API int32_t RechnungDBA_RechnungExists(int32_t number) { return kv::rechnung::Exists(number); }
 KV_API int32_t RechnungDBA_Delete(int32_t number) { return kv::rechnung::Delete(number); }

@@ -108,21 +108,37 @@ FileHandle Register(int fd, const std::string& deletePath = {}) {
   return fd;
 }
 
+// Opens a regular file and nothing else. A FIFO, a device or a socket in
+// place of a data file would block the open (a FIFO without a writer) or
+// every read after it, and a process holding the log lock meanwhile would
+// stop a whole installation. So the open itself never waits (O_NONBLOCK),
+// fstat decides, and anything but a regular file fails like a missing one.
+// Regular files ignore O_NONBLOCK; it is cleared anyway so that the handle
+// behaves exactly as a plain open would.
+int OpenRegular(const std::string& p, int flags) {
+  int fd;
+  do {
+    fd = ::open(p.c_str(), flags | O_CLOEXEC | O_NONBLOCK, 0666);
+  } while (fd < 0 && errno == EINTR);
+  if (fd < 0) return -1;
+  struct stat st;
+  if (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
+    ::close(fd);
+    errno = ENOENT;
+    return -1;
+  }
+  const int status = fcntl(fd, F_GETFL);
+  if (status == -1 || fcntl(fd, F_SETFL, status & ~O_NONBLOCK) == -1) {
+    ::close(fd);
+    return -1;
+  }
+  return fd;
+}
+
 FileHandle OpenWith(const char* path, int flags, fault::Kind kind) {
   std::string p = NativePath(path);
   if (p.empty() || fault::Fire(kind)) return kInvalidHandle;
-  int fd;
-  do {
-    fd = ::open(p.c_str(), flags | O_CLOEXEC, 0666);
-  } while (fd < 0 && errno == EINTR);
-  if (fd >= 0) {
-    struct stat st;
-    if (fstat(fd, &st) != 0 || S_ISDIR(st.st_mode)) {
-      ::close(fd);
-      return kInvalidHandle;
-    }
-  }
-  return Register(fd);
+  return Register(OpenRegular(p, flags));
 }
 
 // One attempt at the kernel lock; true when taken.
@@ -370,10 +386,9 @@ int32_t FileIO_RenameFile(const char* oldPath, const char* newPath) {
 int32_t FileIO_CopyFile(const char* source, const char* target, int32_t failIfExists) {
   std::string from = NativePath(source), to = NativePath(target);
   if (from.empty() || to.empty()) return 0;
-  int in = ::open(from.c_str(), O_RDONLY | O_CLOEXEC);
+  int in = OpenRegular(from, O_RDONLY);
   if (in < 0) return 0;
-  int flags = O_WRONLY | O_CREAT | O_CLOEXEC | (failIfExists ? O_EXCL : O_TRUNC);
-  int out = ::open(to.c_str(), flags, 0666);
+  int out = OpenRegular(to, O_WRONLY | O_CREAT | (failIfExists ? O_EXCL : O_TRUNC));
   if (out < 0) {
     ::close(in);
     return 0;

@@ -87,7 +87,18 @@ void SetPosition(FileHandle h, int64_t position) {
   if (h >= 0 && static_cast<size_t>(h) < Slots().size()) Slots()[static_cast<size_t>(h)].position = position;
 }
 
+// Only disk files are data files. A named pipe, a console or a device
+// ("NUL", "COM1", "\\.\pipe\x") in place of one could block every read;
+// such a handle is closed again and the open fails like a missing file.
+HANDLE DiskFileOnly(HANDLE handle) {
+  if (handle == INVALID_HANDLE_VALUE || GetFileType(handle) == FILE_TYPE_DISK) return handle;
+  CloseHandle(handle);
+  SetLastError(ERROR_FILE_NOT_FOUND);
+  return INVALID_HANDLE_VALUE;
+}
+
 FileHandle Register(HANDLE handle, bool append = false) {
+  handle = DiskFileOnly(handle);
   if (handle == INVALID_HANDLE_VALUE) return kInvalidHandle;
   Slot slot;
   slot.handle = handle;
@@ -459,9 +470,11 @@ int32_t FileIO_CopyFile(const char* source, const char* target, int32_t failIfEx
   if (from.empty() || to.empty()) return 0;
   HANDLE in = CreateFileA(from.c_str(), GENERIC_READ, kShareAll, nullptr, OPEN_EXISTING,
                           FILE_ATTRIBUTE_NORMAL | FILE_FLAG_SEQUENTIAL_SCAN, nullptr);
+  in = DiskFileOnly(in);
   if (in == INVALID_HANDLE_VALUE) return 0;
-  HANDLE out = CreateFileA(to.c_str(), GENERIC_WRITE, kShareAll, nullptr,
-                           failIfExists ? CREATE_NEW : CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+  HANDLE out = DiskFileOnly(CreateFileA(to.c_str(), GENERIC_WRITE, kShareAll, nullptr,
+                                        failIfExists ? CREATE_NEW : CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL,
+                                        nullptr));
   if (out == INVALID_HANDLE_VALUE) {
     CloseHandle(in);
     return 0;
