@@ -22,6 +22,7 @@
 #include <bit>
 #include <cstring>
 
+#include "services/cause.h"
 #include "services/fileio.h"
 #include "services/platform.h"
 #include "services/storage.h"
@@ -130,6 +131,7 @@ bool Inspect(DbaFile* f) {
     HeldRange lock(f->handle, 0, kHeaderSize);
     ok = ReadHeaderOn(f->handle, &h) && HeaderSane(h);
   }
+  if (!ok) NoteFailure(Cause::kDamaged, "%s: header unreadable or out of range", f->path);
   if (ok) {
     f->cursor = h.freeHead;
     f->delivered = 0;
@@ -145,14 +147,24 @@ bool Inspect(DbaFile* f) {
 // Works through `h`, which holds the header lock; returns n or 0.
 int32_t AppendSlotOn(DbaFile* f, FileHandle h) {
   DbaHeader header;
-  if (!ReadHeaderOn(h, &header) || !HeaderSane(header) || header.slotCount >= DBA_MAX_SLOTS) return 0;
+  if (!ReadHeaderOn(h, &header) || !HeaderSane(header)) {
+    NoteFailure(Cause::kDamaged, "%s: header unreadable or out of range", f->path);
+    return 0;
+  }
+  if (header.slotCount >= DBA_MAX_SLOTS) {
+    NoteFailure(Cause::kFull, "%s: all %d items in use", f->path, DBA_MAX_SLOTS);
+    return 0;
+  }
   // The append starts after the slot count. A reorganisation leaves free
   // slots above the slot count in the chain; once they are in use, the
   // append steps over them instead of zeroing a record that has an owner.
   int32_t n = header.slotCount + 1;
   DbaItemHead existing;
   while (n <= DBA_MAX_SLOTS && ReadHeadOn(h, f, n, &existing) && existing.state != -1) ++n;
-  if (n > DBA_MAX_SLOTS) return 0;
+  if (n > DBA_MAX_SLOTS) {
+    NoteFailure(Cause::kFull, "%s: all %d items in use", f->path, DBA_MAX_SLOTS);
+    return 0;
+  }
   const int64_t pos = ItemPosition(f, n);
   int32_t written = 0;
   if (void* zero = Storage_Allocate(f->recordSize)) {
@@ -202,7 +214,11 @@ int32_t Allocate(DbaFile* f, bool take) {
   for (int round = 0; round < 64; ++round) {
     HeldRange lock(f->handle, 0, kHeaderSize);
     DbaHeader h;
-    if (!lock.ok() || !ReadHeaderOn(f->handle, &h) || !HeaderSane(h)) break;
+    if (!lock.ok()) break;
+    if (!ReadHeaderOn(f->handle, &h) || !HeaderSane(h)) {
+      NoteFailure(Cause::kDamaged, "%s: header unreadable or out of range", f->path);
+      break;
+    }
     int32_t n = h.freeHead;
     DbaItemHead head;
     // A free head one past the last slot, where no slot exists yet, is how a
@@ -225,7 +241,9 @@ int32_t Allocate(DbaFile* f, bool take) {
     }
     if (!ReadItemHead(f, n, &head) || head.state != -1 || head.nextFree < 0 ||
         head.nextFree > DBA_MAX_SLOTS + 1) {
-      break;  // damaged chain: never hand out an item that is not free
+      // Damaged chain: never hand out an item that is not free.
+      NoteFailure(Cause::kDamaged, "%s: free chain points at item %d, which is not free", f->path, n);
+      break;
     }
     h.freeHead = head.nextFree == n ? 0 : head.nextFree;  // a self-link ends the chain
     h.usedCount += 1;
@@ -253,8 +271,11 @@ DbaFile* AddToRef(DbaFile* f, int32_t item, int32_t delta) {
 }  // namespace
 
 bool Usable(const DbaFile* f) {
-  return f != nullptr && f->recordSize >= DBA_ITEM_HEAD_SIZE && f->idCapacity >= 0 &&
-         f->idCapacity <= kMaxIdCapacity && PathTerminated(f);
+  if (f != nullptr && f->recordSize >= DBA_ITEM_HEAD_SIZE && f->idCapacity >= 0 &&
+      f->idCapacity <= kMaxIdCapacity && PathTerminated(f)) {
+    return true;
+  }
+  return Refuse(f == nullptr ? "no descriptor" : "descriptor: record size, identifier capacity or path out of range");
 }
 
 int64_t ItemPosition(const DbaFile* f, int32_t item) {
@@ -366,7 +387,8 @@ int32_t SetData(DbaFile* f, int32_t item, const void* buffer, int32_t length) {
 }
 
 int32_t ReadData(DbaFile* f, int32_t item, void* buffer) {
-  if (!Usable(f) || item < 1 || buffer == nullptr) return 0;
+  if (!Usable(f)) return 0;
+  if (item < 1 || buffer == nullptr) return Refuse(item < 1 ? "item number below 1" : "no buffer");
   if (!OpenWith(f, true)) return 0;  // a failed open leaves count 1, handle -1
   int32_t r = GetData(f, item, buffer, f->recordSize);
   Close(f);
@@ -374,7 +396,8 @@ int32_t ReadData(DbaFile* f, int32_t item, void* buffer) {
 }
 
 int32_t WriteData(DbaFile* f, int32_t item, const void* buffer) {
-  if (!Usable(f) || item < 1 || buffer == nullptr) return 0;
+  if (!Usable(f)) return 0;
+  if (item < 1 || buffer == nullptr) return Refuse(item < 1 ? "item number below 1" : "no buffer");
   if (!Open(f)) return 0;
   int32_t r = SetData(f, item, buffer, f->recordSize);
   Close(f);

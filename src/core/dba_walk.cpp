@@ -66,8 +66,9 @@ enum class Mode { Each, ReadWrite, Deleting, ExternIds, ExternIdsReadWrite };
 // callback result means (see include/kvdata/dba.h).
 DbaFile* Walk(DbaFile* f, DbaItemCallback cb, Mode mode) {
   if (!Usable(f) || cb == nullptr || f->recordSize > DBA_WALK_BUFFER_SIZE) return nullptr;
-  if (!Open(f)) return nullptr;
+  // The buffer comes first: should it fail to allocate, nothing is open yet.
   std::vector<unsigned char> buffer(DBA_WALK_BUFFER_SIZE);
+  if (!Open(f)) return nullptr;
   int32_t n = FirstItem(f, buffer.data());
   WalkProgress progress(f->walkLimit);
   for (; n != 0; n = NextItem(f, buffer.data())) {
@@ -186,6 +187,7 @@ void Resize(DbaFile* oldFile, DbaFile* newFile, DbaItemCallback converter) {
       newFile->recordSize > DBA_WALK_BUFFER_SIZE) {
     return;
   }
+  std::vector<unsigned char> buffer(DBA_WALK_BUFFER_SIZE);  // before anything is opened
   if (!Open(oldFile)) return;
   FileHandle created = FileIO_CreateRWS(newFile->path);
   if (created == kInvalidHandle) {
@@ -195,7 +197,6 @@ void Resize(DbaFile* oldFile, DbaFile* newFile, DbaItemCallback converter) {
   if (newFile->openCount > 0) FileIO_Close(newFile->handle);
   newFile->handle = created;
   newFile->openCount = 1;
-  std::vector<unsigned char> buffer(DBA_WALK_BUFFER_SIZE);
   for (int32_t n = 1; n <= DBA_MAX_SLOTS; ++n) {
     std::memset(buffer.data(), 0, buffer.size());
     if (GetData(oldFile, n, buffer.data(), oldFile->recordSize) != 1) break;

@@ -30,11 +30,13 @@
 #include <string>
 #include <vector>
 
+#include "services/cause.h"
 #include "services/fault.h"
 #include "services/fileio.h"
 #include "services/fileio_list.h"
 #include "services/lock_ranges.h"
 #include "services/platform.h"
+#include "services/syserror.h"
 
 namespace kv {
 
@@ -44,6 +46,8 @@ struct HandleInfo {
   HeldRanges locks;           // ranges locked through this handle
   std::string deleteOnClose;  // path to remove when the handle closes
 };
+
+std::string HandlePath(FileHandle h);
 
 Mutex& TableMutex() {
   static Mutex m;
@@ -116,7 +120,12 @@ int32_t LockRange(FileHandle h, int64_t position, int64_t length, bool wait) {
     return errno == EAGAIN || errno == EACCES || errno == EINTR ? LockAttempt::kBusy
                                                                 : LockAttempt::kFailed;
   });
-  if (!taken) return 0;
+  if (!taken) {
+    NoteFailure(Cause::kLocked, "lock %s bytes %lld..%lld: held by another handle%s",
+                HandlePath(h).c_str(), static_cast<long long>(position),
+                static_cast<long long>(position + length - 1), wait ? " past the time-out" : "");
+    return 0;
+  }
   MutexLock lock(TableMutex());
   auto it = Handles().find(h);
   if (it != Handles().end()) it->second.locks.Add(position, length);
@@ -133,6 +142,25 @@ void FillFindData(const std::string& dir, const char* name, FindData* out) {
     out->lastWrite = st.st_mtime;
     out->isDirectory = S_ISDIR(st.st_mode) ? 1 : 0;
   }
+}
+
+// Records why an open failed (the caller may still go on, e.g. create the
+// file; then nothing is reported).
+FileHandle NoteOpen(const char* operation, const char* path, FileHandle h) {
+  if (h != kInvalidHandle) return h;
+  int32_t error = LastSystemError();
+  if (error == 0) error = EIO;  // refused here (a directory, a fault test)
+  NoteSystemFailure(error, "%s %s", operation, path ? path : "(null)");
+  return h;
+}
+
+// The file a handle refers to, for messages ("" when it cannot be told).
+std::string HandlePath(FileHandle h) {
+  char link[64], target[PATH_MAX];
+  std::snprintf(link, sizeof link, "/proc/self/fd/%d", static_cast<int>(h));
+  ssize_t n = ::readlink(link, target, sizeof target - 1);
+  if (n <= 0) return "handle " + std::to_string(h);
+  return std::string(target, static_cast<size_t>(n));
 }
 
 }  // namespace
@@ -158,10 +186,17 @@ bool ListDirectoryMatches(const char* pattern, bool directories, std::vector<Fin
   return true;
 }
 
-FileHandle FileIO_OpenRWS(const char* path) { return OpenWith(path, O_RDWR, fault::Kind::Open); }
-FileHandle FileIO_OpenROS(const char* path) { return OpenWith(path, O_RDONLY, fault::Kind::Open); }
+FileHandle FileIO_OpenRWS(const char* path) {
+  errno = 0;
+  return NoteOpen("open", path, OpenWith(path, O_RDWR, fault::Kind::Open));
+}
+FileHandle FileIO_OpenROS(const char* path) {
+  errno = 0;
+  return NoteOpen("open", path, OpenWith(path, O_RDONLY, fault::Kind::Open));
+}
 FileHandle FileIO_CreateRWS(const char* path) {
-  return OpenWith(path, O_RDWR | O_CREAT | O_TRUNC, fault::Kind::Create);
+  errno = 0;
+  return NoteOpen("create", path, OpenWith(path, O_RDWR | O_CREAT | O_TRUNC, fault::Kind::Create));
 }
 
 void FileIO_Close(FileHandle h) {
@@ -208,6 +243,7 @@ int32_t FileIO_Read(FileHandle h, void* buffer, int32_t count) {
   while (done < count) {
     ssize_t n = ::read(h, p + done, static_cast<size_t>(count - done));
     if (n < 0 && errno == EINTR) continue;
+    if (n < 0) NoteSystemFailure(LastSystemError(), "read %s", HandlePath(h).c_str());
     if (n <= 0) break;
     done += static_cast<int32_t>(n);
   }
@@ -219,6 +255,7 @@ int32_t FileIO_Write(FileHandle h, const void* buffer, int32_t count) {
   if (fault::Fire(fault::Kind::Write)) {
     // A short write: half of the bytes reach the file, as on a full disk.
     ssize_t n = ::write(h, buffer, static_cast<size_t>(count / 2));
+    NoteSystemFailure(ENOSPC, "write %s", HandlePath(h).c_str());
     return n > 0 ? static_cast<int32_t>(n) : 0;
   }
   const char* p = static_cast<const char*>(buffer);
@@ -226,7 +263,10 @@ int32_t FileIO_Write(FileHandle h, const void* buffer, int32_t count) {
   while (done < count) {
     ssize_t n = ::write(h, p + done, static_cast<size_t>(count - done));
     if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) break;
+    if (n <= 0) {
+      NoteSystemFailure(n < 0 ? LastSystemError() : ENOSPC, "write %s", HandlePath(h).c_str());
+      break;
+    }
     done += static_cast<int32_t>(n);
   }
   return done;
