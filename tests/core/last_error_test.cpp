@@ -3,7 +3,7 @@
 // the library; and that success leaves them alone.
 #include <cstring>
 #include <string>
-#include <thread>
+#include <functional>
 #include <vector>
 
 #include "dba_test_util.h"
@@ -15,6 +15,12 @@
 #include "services/fault.h"
 #include "services/fileio.h"
 #include "services/platform.h"
+
+#ifdef _WIN32
+#include <windows.h>
+#else
+#include <thread>
+#endif
 
 namespace {
 
@@ -51,6 +57,26 @@ KVTEST_WORKER(last_error_hold_header) {
   DBA_UnlockHEADER(&f);
   DBA_CloseDBA(&f);
   return 0;
+}
+
+// Runs fn on a thread of its own and waits for it (the Windows cross build's
+// thread model has no std::thread).
+#ifdef _WIN32
+DWORD WINAPI RunFunction(void* fn) {
+  (*static_cast<const std::function<void()>*>(fn))();
+  return 0;
+}
+#endif
+
+void OnAnotherThread(const std::function<void()>& fn) {
+#ifdef _WIN32
+  HANDLE t = CreateThread(nullptr, 0, &RunFunction, const_cast<std::function<void()>*>(&fn), 0, nullptr);
+  ASSERT_NE(t, nullptr);
+  ASSERT_EQ(WaitForSingleObject(t, 30000), WAIT_OBJECT_0);
+  CloseHandle(t);
+#else
+  std::thread(fn).join();
+#endif
 }
 
 bool WaitFor(const std::string& path, int64_t ms) {
@@ -154,13 +180,12 @@ TEST_F(LastErrorTest, EachThreadHasItsOwn) {
   const std::string mine = KVHOST_LastErrorText();
 
   LastError atStart{-1, ""}, afterFailure{-1, ""};
-  std::thread other([&] {
+  OnAnotherThread([&] {
     atStart = Last();
     DbaFile gone = kvtest::MakeDba(file("NONE.DBA"), R, C);
     EXPECT_EQ(DBA_UsedITEMs(&gone), 0);
     afterFailure = Last();
   });
-  other.join();
   EXPECT_EQ(atStart.code, KV_ERR_NONE);
   EXPECT_EQ(atStart.text, "");
   EXPECT_EQ(afterFailure.code, KV_ERR_NOT_FOUND);
