@@ -7,6 +7,7 @@
 #include "kvdata/dba.h"
 #include "services/action.h"
 #include "services/name_resolve.h"
+#include "services/cause.h"
 #include "services/platform.h"
 
 namespace kv::fixed {
@@ -90,7 +91,11 @@ class Walk {
 
 }  // namespace
 
-static bool InRange(const File& f, int32_t n) { return n >= 0 && n <= f.count; }
+static bool InRange(const File& f, int32_t n) {
+  if (n >= 0 && n <= f.count) return true;
+  NoteFailure(Cause::kBadArgument, "%s: record %d outside 0..%d", f.path, n, f.count);
+  return false;
+}
 
 bool ReadRecord(const File& f, int32_t n, void* record) {
   return InRange(f, n) && ReadAt(f.handle, RecordPos(f.recordSize, n), record, f.recordSize);

@@ -39,6 +39,7 @@
 #include <cstring>
 #include <vector>
 
+#include "services/cause.h"
 #include "services/fileio.h"
 #include "services/platform.h"
 #include "services/storage.h"
@@ -112,6 +113,7 @@ bool Inspect(DbaFile* f) {
     HeldRange lock(f->handle, 0, kHeaderSize);
     ok = ReadHeaderOn(f->handle, &h) && HeaderSane(h);
   }
+  if (!ok) NoteFailure(Cause::kDamaged, "%s: header unreadable or out of range", f->path);
   if (ok) {
     f->cursor = h.freeHead;
     f->delivered = 0;
@@ -148,10 +150,20 @@ int32_t LastSlotInFile(const DbaFile* f, FileHandle h) {
 // chain, which DBA_Reo links in; the next append steps past it.
 int32_t AppendSlotOn(DbaFile* f, FileHandle h) {
   DbaHeader header;
-  if (!ReadHeaderOn(h, &header) || !HeaderSane(header) || header.slotCount >= DBA_MAX_SLOTS) return 0;
+  if (!ReadHeaderOn(h, &header) || !HeaderSane(header)) {
+    NoteFailure(Cause::kDamaged, "%s: header unreadable or out of range", f->path);
+    return 0;
+  }
+  if (header.slotCount >= DBA_MAX_SLOTS) {
+    NoteFailure(Cause::kFull, "%s: all %d items in use", f->path, DBA_MAX_SLOTS);
+    return 0;
+  }
   const int32_t inFile = LastSlotInFile(f, h);
   const int32_t n = (inFile > header.slotCount ? inFile : header.slotCount) + 1;
-  if (n > DBA_MAX_SLOTS) return 0;
+  if (n > DBA_MAX_SLOTS) {
+    NoteFailure(Cause::kFull, "%s: all %d items in use", f->path, DBA_MAX_SLOTS);
+    return 0;
+  }
   // A free head one past the slot count where no slot exists yet is a
   // converter's "append next", not a chain to keep.
   const bool appendNext = header.freeHead == header.slotCount + 1 && header.freeHead > inFile;
@@ -203,7 +215,11 @@ int32_t Allocate(DbaFile* f, bool take) {
   for (int round = 0; round < 64; ++round) {
     HeldRange lock(f->handle, 0, kHeaderSize);
     DbaHeader h;
-    if (!lock.ok() || !ReadHeaderOn(f->handle, &h) || !HeaderSane(h)) break;
+    if (!lock.ok()) break;
+    if (!ReadHeaderOn(f->handle, &h) || !HeaderSane(h)) {
+      NoteFailure(Cause::kDamaged, "%s: header unreadable or out of range", f->path);
+      break;
+    }
     int32_t n = h.freeHead;
     DbaItemHead head;
     // A free head one past the last slot, where no slot exists yet, is how a
@@ -226,7 +242,9 @@ int32_t Allocate(DbaFile* f, bool take) {
     }
     if (!ReadItemHead(f, n, &head) || head.state != -1 || head.nextFree < 0 ||
         head.nextFree > DBA_MAX_SLOTS + 1) {
-      break;  // damaged chain: never hand out an item that is not free
+      // Damaged chain: never hand out an item that is not free.
+      NoteFailure(Cause::kDamaged, "%s: free chain points at item %d, which is not free", f->path, n);
+      break;
     }
     h.freeHead = head.nextFree == n ? 0 : head.nextFree;  // a self-link ends the chain
     h.usedCount += 1;
@@ -258,8 +276,11 @@ DbaFile* AddToRef(DbaFile* f, int32_t item, int32_t delta) {
 }  // namespace
 
 bool Usable(const DbaFile* f) {
-  return f != nullptr && f->recordSize >= DBA_ITEM_HEAD_SIZE && f->recordSize <= DBA_MAX_RECORD_SIZE &&
-         f->idCapacity >= 0 && f->idCapacity <= kMaxIdCapacity && PathTerminated(f);
+  if (f != nullptr && f->recordSize >= DBA_ITEM_HEAD_SIZE && f->recordSize <= DBA_MAX_RECORD_SIZE &&
+      f->idCapacity >= 0 && f->idCapacity <= kMaxIdCapacity && PathTerminated(f)) {
+    return true;
+  }
+  return Refuse(f == nullptr ? "no descriptor" : "descriptor: record size, identifier capacity or path out of range");
 }
 
 int64_t ItemPosition(const DbaFile* f, int32_t item) {
@@ -425,7 +446,10 @@ int32_t SetPart(DbaFile* f, int32_t item, int32_t offset, const void* buffer, in
 }
 
 int32_t ReadData(DbaFile* f, int32_t item, void* buffer) {
-  if (!Usable(f) || item < 1 || item > DBA_MAX_SLOTS || buffer == nullptr) return 0;
+  if (!Usable(f)) return 0;
+  if (item < 1 || item > DBA_MAX_SLOTS || buffer == nullptr) {
+    return Refuse(buffer == nullptr ? "no buffer" : "item number out of range");
+  }
   if (!OpenWith(f, true)) return 0;  // a failed open leaves count 1, handle -1
   int32_t r = GetData(f, item, buffer, f->recordSize);
   Close(f);
@@ -433,7 +457,10 @@ int32_t ReadData(DbaFile* f, int32_t item, void* buffer) {
 }
 
 int32_t WriteData(DbaFile* f, int32_t item, const void* buffer) {
-  if (!Usable(f) || item < 1 || item > DBA_MAX_SLOTS || buffer == nullptr) return 0;
+  if (!Usable(f)) return 0;
+  if (item < 1 || item > DBA_MAX_SLOTS || buffer == nullptr) {
+    return Refuse(buffer == nullptr ? "no buffer" : "item number out of range");
+  }
   if (!Open(f)) return 0;
   int32_t r = SetData(f, item, buffer, f->recordSize);
   Close(f);

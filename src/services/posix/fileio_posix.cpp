@@ -37,12 +37,14 @@
 #include <string>
 #include <vector>
 
+#include "services/cause.h"
 #include "services/fault.h"
 #include "services/fileio.h"
 #include "services/fileio_list.h"
 #include "services/lock_ranges.h"
 #include "services/lockfile_mark.h"
 #include "services/platform.h"
+#include "services/syserror.h"
 
 namespace kv {
 
@@ -54,6 +56,8 @@ struct HandleInfo {
   int64_t position = 0;       // where the next read or write starts
   bool append = false;        // writes go to the end (O_APPEND)
 };
+
+std::string HandlePath(FileHandle h);
 
 Mutex& TableMutex() {
   static Mutex m;
@@ -85,14 +89,20 @@ void SetPosition(FileHandle h, int64_t position) {
   if (it != Handles().end()) it->second.position = position;
 }
 
-// Moves count bytes at position with pread or pwrite, going on after a
-// partial transfer; the bytes moved.
+// Moves count bytes with read/pread or write/pwrite, going on after a
+// partial transfer; the bytes moved. A failed system call is recorded as the
+// call's cause, and so is a write that moves nothing (a full disk); a read
+// that meets the end of the file is no failure here.
 template <typename Transfer>
-int32_t TransferAt(int32_t count, Transfer transfer) {
+int32_t TransferAt(int fd, bool writing, int32_t count, Transfer transfer) {
   int32_t done = 0;
   while (done < count) {
     ssize_t n = transfer(done);
     if (n < 0 && errno == EINTR) continue;
+    if (n < 0 || (n == 0 && writing)) {
+      NoteSystemFailure(n < 0 ? LastSystemError() : ENOSPC, "%s %s", writing ? "write" : "read",
+                        HandlePath(fd).c_str());
+    }
     if (n <= 0) break;
     done += static_cast<int32_t>(n);
   }
@@ -172,7 +182,12 @@ int32_t LockRange(FileHandle h, int64_t position, int64_t length, bool wait) {
     return errno == EAGAIN || errno == EACCES || errno == EINTR ? LockAttempt::kBusy
                                                                 : LockAttempt::kFailed;
   });
-  if (!taken) return 0;
+  if (!taken) {
+    NoteFailure(Cause::kLocked, "lock %s bytes %lld..%lld: held by another handle%s",
+                HandlePath(h).c_str(), static_cast<long long>(position),
+                static_cast<long long>(position + length - 1), wait ? " past the time-out" : "");
+    return 0;
+  }
   MutexLock lock(TableMutex());
   auto it = Handles().find(h);
   if (it != Handles().end()) it->second.locks.Add(position, length);
@@ -189,6 +204,25 @@ void FillFindData(const std::string& dir, const char* name, FindData* out) {
     out->lastWrite = st.st_mtime;
     out->isDirectory = S_ISDIR(st.st_mode) ? 1 : 0;
   }
+}
+
+// Records why an open failed (the caller may still go on, e.g. create the
+// file; then nothing is reported).
+FileHandle NoteOpen(const char* operation, const char* path, FileHandle h) {
+  if (h != kInvalidHandle) return h;
+  int32_t error = LastSystemError();
+  if (error == 0) error = EIO;  // refused here (a directory, a fault test)
+  NoteSystemFailure(error, "%s %s", operation, path ? path : "(null)");
+  return h;
+}
+
+// The file a handle refers to, for messages ("" when it cannot be told).
+std::string HandlePath(FileHandle h) {
+  char link[64], target[PATH_MAX];
+  std::snprintf(link, sizeof link, "/proc/self/fd/%d", static_cast<int>(h));
+  ssize_t n = ::readlink(link, target, sizeof target - 1);
+  if (n <= 0) return "handle " + std::to_string(h);
+  return std::string(target, static_cast<size_t>(n));
 }
 
 }  // namespace
@@ -214,10 +248,17 @@ bool ListDirectoryMatches(const char* pattern, bool directories, std::vector<Fin
   return true;
 }
 
-FileHandle FileIO_OpenRWS(const char* path) { return OpenWith(path, O_RDWR, fault::Kind::Open); }
-FileHandle FileIO_OpenROS(const char* path) { return OpenWith(path, O_RDONLY, fault::Kind::Open); }
+FileHandle FileIO_OpenRWS(const char* path) {
+  errno = 0;
+  return NoteOpen("open", path, OpenWith(path, O_RDWR, fault::Kind::Open));
+}
+FileHandle FileIO_OpenROS(const char* path) {
+  errno = 0;
+  return NoteOpen("open", path, OpenWith(path, O_RDONLY, fault::Kind::Open));
+}
 FileHandle FileIO_CreateRWS(const char* path) {
-  return OpenWith(path, O_RDWR | O_CREAT | O_TRUNC, fault::Kind::Create);
+  errno = 0;
+  return NoteOpen("create", path, OpenWith(path, O_RDWR | O_CREAT | O_TRUNC, fault::Kind::Create));
 }
 
 void FileIO_Close(FileHandle h) {
@@ -267,7 +308,7 @@ int32_t FileIO_Read(FileHandle h, void* buffer, int32_t count) {
   if (buffer == nullptr || count <= 0 || !PositionOf(h, &position)) return 0;
   if (fault::Fire(fault::Kind::Read)) return 0;
   char* p = static_cast<char*>(buffer);
-  const int32_t done = TransferAt(count, [&](int32_t at) {
+  const int32_t done = TransferAt(h, false, count, [&](int32_t at) {
     return ::pread(h, p + at, static_cast<size_t>(count - at), static_cast<off_t>(position + at));
   });
   SetPosition(h, position + done);
@@ -285,12 +326,14 @@ int32_t FileIO_Write(FileHandle h, const void* buffer, int32_t count) {
   if (buffer == nullptr || count <= 0 || !PositionOf(h, &position, &append)) return 0;
   // A fault is a short write: half of the bytes reach the file, as on a
   // full disk.
-  const int32_t want = fault::Fire(fault::Kind::Write) ? count / 2 : count;
+  const bool cut = fault::Fire(fault::Kind::Write);
+  if (cut) NoteSystemFailure(ENOSPC, "write %s", HandlePath(h).c_str());
+  const int32_t want = cut ? count / 2 : count;
   const char* p = static_cast<const char*>(buffer);
   if (append) {  // the kernel's offset follows the end (see FileIO_GetPos)
-    return TransferAt(want, [&](int32_t at) { return ::write(h, p + at, static_cast<size_t>(want - at)); });
+    return TransferAt(h, true, want, [&](int32_t at) { return ::write(h, p + at, static_cast<size_t>(want - at)); });
   }
-  const int32_t done = TransferAt(want, [&](int32_t at) {
+  const int32_t done = TransferAt(h, true, want, [&](int32_t at) {
     return ::pwrite(h, p + at, static_cast<size_t>(want - at), static_cast<off_t>(position + at));
   });
   SetPosition(h, position + done);

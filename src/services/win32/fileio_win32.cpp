@@ -30,6 +30,7 @@
 #include <string>
 #include <vector>
 
+#include "services/cause.h"
 #include "services/fault.h"
 #include "services/fileio.h"
 #include "services/fileio_list.h"
@@ -172,7 +173,12 @@ int32_t LockRange(FileHandle h, int64_t position, int64_t length, bool wait) {
                ? LockAttempt::kBusy
                : LockAttempt::kFailed;
   });
-  if (!taken) return 0;
+  if (!taken) {
+    NoteFailure(Cause::kLocked, "lock bytes %lld..%lld of handle %d: held by another handle%s",
+                static_cast<long long>(position), static_cast<long long>(position + length - 1),
+                static_cast<int>(h), wait ? " past the time-out" : "");
+    return 0;
+  }
   MutexLock lock(TableMutex());
   Slots()[static_cast<size_t>(h)].locks.Add(position, length);
   return 1;
@@ -264,14 +270,29 @@ bool ListDirectoryMatches(const char* pattern, bool directories, std::vector<Fin
   return true;
 }
 
+// Records why an open failed (the caller may still go on, e.g. create the
+// file; then nothing is reported).
+static FileHandle NoteOpen(const char* operation, const char* path, FileHandle h) {
+  if (h != kInvalidHandle) return h;
+  DWORD error = GetLastError();
+  if (error == ERROR_SUCCESS) error = ERROR_GEN_FAILURE;  // refused here (a fault test)
+  NoteSystemFailure(static_cast<int32_t>(error), "%s %s", operation, path ? path : "(null)");
+  return h;
+}
+
 FileHandle FileIO_OpenRWS(const char* path) {
-  return OpenWith(path, GENERIC_READ | GENERIC_WRITE, OPEN_EXISTING, fault::Kind::Open);
+  SetLastError(ERROR_SUCCESS);
+  return NoteOpen("open", path,
+                  OpenWith(path, GENERIC_READ | GENERIC_WRITE, OPEN_EXISTING, fault::Kind::Open));
 }
 FileHandle FileIO_OpenROS(const char* path) {
-  return OpenWith(path, GENERIC_READ, OPEN_EXISTING, fault::Kind::Open);
+  SetLastError(ERROR_SUCCESS);
+  return NoteOpen("open", path, OpenWith(path, GENERIC_READ, OPEN_EXISTING, fault::Kind::Open));
 }
 FileHandle FileIO_CreateRWS(const char* path) {
-  return OpenWith(path, GENERIC_READ | GENERIC_WRITE, CREATE_ALWAYS, fault::Kind::Create);
+  SetLastError(ERROR_SUCCESS);
+  return NoteOpen("create", path,
+                  OpenWith(path, GENERIC_READ | GENERIC_WRITE, CREATE_ALWAYS, fault::Kind::Create));
 }
 
 void FileIO_Close(FileHandle h) {
@@ -370,6 +391,11 @@ int32_t FileIO_Write(FileHandle h, const void* buffer, int32_t count) {
     done += n;
   }
   if (!append) SetPosition(h, position + static_cast<int64_t>(done));
+  if (done < static_cast<DWORD>(count)) {
+    DWORD error = GetLastError();
+    NoteSystemFailure(static_cast<int32_t>(error == ERROR_SUCCESS ? ERROR_DISK_FULL : error),
+                      "write to handle %d", static_cast<int>(h));
+  }
   return static_cast<int32_t>(done);
 }
 
