@@ -39,8 +39,8 @@ KV_API int32_t KV_STDCALL KundenDBA_DoUpdate(int32_t newVersion, int32_t oldVers
 KV_API int32_t KundenDBA_CreateHeader(int32_t count, int32_t version) { return CreateHeader(count, version); }
 KV_API int32_t KundenDBA_AddEWtoK(const char* path) { return MergeExtension(path); }
 
-KV_API int32_t KundenDBA_Open(void) { return OpenResult(CustomerFile()); }
-KV_API int32_t KundenDBA_Close(void) { return CloseResult(CustomerFile()); }
+KV_API int32_t KundenDBA_Open(void) { return OpenBracket(); }
+KV_API int32_t KundenDBA_Close(void) { return CloseBracket(); }
 KV_API int32_t KundenDBA_NeuerKunde(void) { return NewNumber(); }
 KV_API int32_t KundenDBA_NextFreeKunde(void) { return DBA_NextFreeITEM(&CustomerFile()); }
 
