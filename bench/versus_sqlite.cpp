@@ -311,6 +311,25 @@ int main(int argc, char** argv) {
            sql->Save(sql->updateRecord, sql->updateName, sql->updateBank, *it, k);
          }
        }},
+      // The same saves inside one bracket, which holds the three files open.
+      {"save a customer inside KundenDBA_Open/Close", none,
+       [&](int32_t ops) {
+         KundenDBA_Open();
+         for (auto it = order.begin(); it != first(ops); ++it) {
+           Kunde k = customers[static_cast<size_t>(*it - 1)];
+           k.value1 = *it + 1;
+           if (KundenDBA_SchreibeKunde(*it, &k, 1) != 1) Fail("SchreibeKunde in bracket");
+         }
+         KundenDBA_Close();
+       },
+       none,
+       [&](int32_t ops) {
+         for (auto it = order.begin(); it != first(ops); ++it) {
+           Kunde k = customers[static_cast<size_t>(*it - 1)];
+           k.value1 = *it + 1;
+           sql->Save(sql->updateRecord, sql->updateName, sql->updateBank, *it, k);
+         }
+       }},
       // Per customer visited: one walk over all of them.
       {"walk all customers (per customer)", none,
        [&](int32_t ops) {

@@ -18,7 +18,7 @@ calls() {
   awk '$1 ~ /^[0-9.]+$/ && NF >= 5 && $NF != "total" { print $NF, $4 }' "$1"
 }
 
-names="new customer + save with search entries|read a customer (KundenDBA_LeseKunde)|read a customer inside KundenDBA_Open/Close|save a customer with search entries|walk all customers (per customer)|add a key (BBAUMLIB_BAUMKEYAnlegen)|look up a key (BBAUMLIB_BAUMKEYVorhanden)"
+names="new customer + save with search entries|read a customer (KundenDBA_LeseKunde)|read a customer inside KundenDBA_Open/Close|save a customer with search entries|save a customer inside KundenDBA_Open/Close|walk all customers (per customer)|add a key (BBAUMLIB_BAUMKEYAnlegen)|look up a key (BBAUMLIB_BAUMKEYVorhanden)"
 printf '| %-44s | %9s | %s |\n' "work" "calls/op" "of which"
 printf '|%s|%s|%s|\n' "----------------------------------------------" "-----------" "------------------------------"
 i=1

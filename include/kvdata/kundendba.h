@@ -252,7 +252,10 @@ KV_API int32_t KundenDBA_AddEWtoK(const char* path);
 
 /* ---- Open bracket, numbers ------------------------------------------------ */
 
-/* Nested open / close of KUNDEN.DBA. Open: 1 if the file is open. Close: 1. */
+/* Nested open / close of KUNDEN.DBA. Open: 1 if the file is open. Close: 1.
+ * While the bracket is open, KUNDSUCH.DBA and KUNDBLZSUCH.DBA are held open
+ * with it (a search file that does not open is left closed), so saves and
+ * deletes inside it open no file. */
 KV_API int32_t KundenDBA_Open(void);
 KV_API int32_t KundenDBA_Close(void);
 /* Takes a free customer number (header lock) and marks its record taken:

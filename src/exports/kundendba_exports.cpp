@@ -40,8 +40,8 @@ KV_API int32_t KV_STDCALL KundenDBA_DoUpdate(int32_t newVersion, int32_t oldVers
 KV_API int32_t KundenDBA_CreateHeader(int32_t count, int32_t version) KV_TRY(int32_t) { return CreateHeader(count, version); } KV_CATCH(0)
 KV_API int32_t KundenDBA_AddEWtoK(const char* path) KV_TRY(int32_t) { return MergeExtension(path); } KV_CATCH(0)
 
-KV_API int32_t KundenDBA_Open(void) KV_TRY(int32_t) { return OpenResult(CustomerFile()); } KV_CATCH(0)
-KV_API int32_t KundenDBA_Close(void) KV_TRY(int32_t) { return CloseResult(CustomerFile()); } KV_CATCH(0)
+KV_API int32_t KundenDBA_Open(void) KV_TRY(int32_t) { return OpenBracket(); } KV_CATCH(0)
+KV_API int32_t KundenDBA_Close(void) KV_TRY(int32_t) { return CloseBracket(); } KV_CATCH(0)
 KV_API int32_t KundenDBA_NeuerKunde(void) KV_TRY(int32_t) { return NewNumber(); } KV_CATCH(0)
 KV_API int32_t KundenDBA_NextFreeKunde(void) KV_TRY(int32_t) { return DBA_NextFreeITEM(&CustomerFile()); } KV_CATCH(0)
 

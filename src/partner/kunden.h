@@ -46,6 +46,13 @@ KundeBLZSuchEintrag RebuiltBankEntry(const Kunde& k);
 // a file that does not open is skipped.
 void WriteSearchEntry(DbaFile& file, int32_t number, const void* entry, int32_t entrySize);
 
+// KundenDBA_Open / KundenDBA_Close: the nested open of the customer file
+// (results as DBA_OpenDBA / DBA_CloseDBA). A level whose customer file
+// opens also holds both search files open until its close, so that the
+// saves and deletes inside the bracket open and close no file.
+int32_t OpenBracket();
+int32_t CloseBracket();
+
 // Progress of a walk over `total` items: opens a display, advances it every
 // k-th item (k from DBA_GetAnzeigeTeiler) and closes it on destruction.
 class WalkProgress {

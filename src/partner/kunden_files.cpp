@@ -30,6 +30,34 @@ std::string& Directory() {
   return dir;
 }
 
+// Levels of the KundenDBA_Open bracket that hold a search file open: a level
+// whose open of the search file failed holds nothing, and its close leaves
+// the search file alone.
+struct BracketHolds {
+  int32_t name = 0;
+  int32_t bank = 0;
+};
+BracketHolds& Holds() {
+  static BracketHolds holds;
+  return holds;
+}
+
+void HoldSearchFile(DbaFile& file, int32_t& holds) {
+  if (dba::Open(&file)) {
+    ++holds;
+  } else {
+    // Undone at once, so that a search file that is missing now is found
+    // once it exists, and the caller's own count stays as it was.
+    dba::Close(&file);
+  }
+}
+
+void ReleaseSearchFile(DbaFile& file, int32_t& holds) {
+  if (holds < 1) return;
+  --holds;
+  dba::Close(&file);
+}
+
 // Copies at most size bytes of a string field, stopping at its terminator;
 // the rest of the target stays zero.
 void CopyBounded(char* dst, const char* src, size_t size) {
@@ -117,6 +145,8 @@ int32_t Init(const char* path) {
   std::string dir = DirectoryOf(path);
   if (dir.size() + std::strlen(kBankSearchName) >= static_cast<size_t>(kMaxPath)) return 0;
   Directory() = dir;
+  // The descriptors start afresh: an open bracket holds nothing any more.
+  Holds() = BracketHolds{};
   SEPA_SetDataDirectory(dir.c_str());
   SetUpDescriptor(CustomerFile(), dir, kCustomerName, KUNDE_RECORD_SIZE);
   SetUpDescriptor(NameSearchFile(), dir, kNameSearchName, sizeof(KundeSuchEintrag));
@@ -167,10 +197,28 @@ KundeBLZSuchEintrag RebuiltBankEntry(const Kunde& k) {
 }
 
 void WriteSearchEntry(DbaFile& file, int32_t number, const void* entry, int32_t entrySize) {
-  if (DBA_OpenDBA(&file)) DBA_SetDATA(&file, number, entry, entrySize);
+  // Inside a KundenDBA_Open bracket the file is open already and this costs
+  // the write alone.
+  if (dba::Open(&file)) dba::SetData(&file, number, entry, entrySize);
   // Closing after a failed open too resets the descriptor, so that the file
   // is found again once it exists.
-  DBA_CloseDBA(&file);
+  dba::Close(&file);
+}
+
+int32_t OpenBracket() {
+  DbaFile& customers = CustomerFile();
+  const int32_t result = dba::Open(&customers);
+  if (result) {
+    HoldSearchFile(NameSearchFile(), Holds().name);
+    HoldSearchFile(BankSearchFile(), Holds().bank);
+  }
+  return result;
+}
+
+int32_t CloseBracket() {
+  ReleaseSearchFile(BankSearchFile(), Holds().bank);
+  ReleaseSearchFile(NameSearchFile(), Holds().name);
+  return dba::Close(&CustomerFile()) != nullptr ? 1 : 0;
 }
 
 WalkProgress::WalkProgress(const char* title, int32_t total)

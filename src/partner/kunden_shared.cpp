@@ -88,8 +88,10 @@ CustomerLock::~CustomerLock() {
   dba::Close(&CustomerFile());
 }
 
-int32_t NewNumber() {
-  DbaFile& f = CustomerFile();
+namespace {
+
+// NewNumber on the open file.
+int32_t TakeAndMark(DbaFile& f) {
   const int32_t n = dba::NewItem(&f);
   if (n == 0) return 0;
   CustomerLock lock(n);
@@ -101,6 +103,16 @@ int32_t NewNumber() {
   // Unmarked, the number would look freed to every save: give it back.
   dba::FreeItem(&f, n, nullptr);
   return 0;
+}
+
+}  // namespace
+
+int32_t NewNumber() {
+  // One open serves taking the number and marking its record.
+  DbaFile& f = CustomerFile();
+  const int32_t n = dba::Open(&f) ? TakeAndMark(f) : 0;
+  dba::Close(&f);
+  return n;
 }
 
 int32_t Write(int32_t number, void* record, int32_t updateSearch) {
