@@ -1,18 +1,28 @@
-# Two commands for a newcomer: `make test` and `make demo`.
+# Two commands for a newcomer: `make demo` and `make test`. Each first runs
+# scripts/setup.sh, which installs the Debian packages that are missing
+# (KVDATA_SETUP=0 skips that).
 JOBS ?= 2
+SETUP = scripts/setup.sh
 
-.PHONY: all build test demo test-asan bench windows windows-test stress-test crash-test clean
+.PHONY: all build test demo test-asan bench fuzz fuzz-ci fuzz-build windows windows-test stress-test crash-test install clean
 
 all: build
 
+# Everything the tests need: library, tool, test programs.
 build:
-	cmake --preset default
+	$(SETUP) test
+	cmake --preset default -DKVDATA_BUILD_TESTS=ON
 	cmake --build --preset default -j $(JOBS)
 
 test: build
 	ctest --preset default
 
-demo: build
+# Only the library and the tool, then the main job on a fresh data directory.
+# The build folder is the one `make test` uses, so the library is built once.
+demo:
+	$(SETUP) demo
+	cmake --preset default -DKVDATA_BUILD_TESTS=OFF
+	cmake --build --preset default -j $(JOBS) --target kvdata kvdata_static kvdata_tool
 	./build/tools/kvdata demo
 
 # The stress and crash tests at full strength (the suite runs them small):
@@ -30,18 +40,50 @@ crash-test: build
 	KVCRASH_TRIALS=$(CRASH_TRIALS) ./build/tests/kvdata_stress_tests --gtest_filter='CrashTest.*'
 
 test-asan:
+	$(SETUP) test
 	cmake --preset asan
 	cmake --build --preset asan -j $(JOBS)
 	ctest --preset asan
 
+# libFuzzer targets (clang, libfuzzer-14-dev). Each target starts from the
+# seeds the library makes and from its corpus of earlier runs under
+# build-fuzz/corpus; `fuzz` runs each for FUZZ_SECONDS, `fuzz-ci` for about
+# 30 s, and both print every target's execution count. A crash leaves its
+# input as build-fuzz/crash-<target>-*: copy it into
+# tests/fuzz/regressions/<target>/ so that `make test` replays it for good.
+FUZZ_SECONDS ?= 600
+FUZZ_TARGETS = dba items keyfile customers orders invoices numbers locklog
+fuzz-build:
+	$(SETUP) fuzz
+	cmake --preset fuzz
+	cmake --build --preset fuzz -j $(JOBS)
+	./build-fuzz/fuzz/kvfuzz_seeds build-fuzz/corpus
+
+fuzz: fuzz-build
+	@FUZZ_SECONDS=$(FUZZ_SECONDS) scripts/run_fuzz.sh build-fuzz $(FUZZ_TARGETS)
+
+fuzz-ci: fuzz-build
+	@FUZZ_SECONDS=30 scripts/run_fuzz.sh build-fuzz $(FUZZ_TARGETS)
+
+# The optimised user build (no tests, no -Werror), then every benchmark.
 bench:
+	$(SETUP) bench
 	cmake --preset release
 	cmake --build --preset release -j $(JOBS)
 	@for b in build-release/bench/bench_*; do [ -x "$$b" ] && "$$b"; done
 
+# Installs the release build below PREFIX (default /usr/local).
+PREFIX ?= /usr/local
+install:
+	$(SETUP) demo
+	cmake --preset release -DCMAKE_INSTALL_PREFIX=$(PREFIX)
+	cmake --build --preset release -j $(JOBS)
+	cmake --install build-release
+
 # kvdata.dll for 32- and 64-bit Windows (mingw-w64), with its import
 # libraries libkvdata.dll.a and kvdata.lib.
 windows:
+	$(SETUP) windows
 	cmake --preset mingw-i686
 	cmake --build --preset mingw-i686 -j $(JOBS) --target kvdata
 	cmake --preset mingw-x64
@@ -66,4 +108,4 @@ windows-test: windows
 	$(WINE_ENV) ctest --preset mingw-x64 $(WINE_RETRY); status=$$?; $(WINE_ENV) wineserver -k; exit $$status
 
 clean:
-	rm -rf build build-asan build-release build-win32 build-win64
+	rm -rf build build-asan build-release build-fuzz build-win32 build-win64

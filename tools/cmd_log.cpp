@@ -2,9 +2,9 @@
 #include <cerrno>
 #include <cstdlib>
 #include <deque>
-#include <fstream>
 #include <iostream>
 #include <memory>
+#include <sstream>
 #include <string>
 
 #include "core/lockdb.h"
@@ -51,8 +51,15 @@ void Setup(CLI::App& app) {
   app.add_option("--tail", opt->tail, "print only the last N lines")->check(CLI::NonNegativeNumber);
   app.callback([opt] {
     const std::string path = kvtool::OpenDataDirectory("log", opt->dir) + kv::lockdb::kLogName;
-    std::ifstream in(path, std::ios::binary);
-    if (!in) kvtool::Fail("log", "cannot open the lock log", path, errno);
+    // Through the file layer, which opens regular files only: a FIFO in
+    // place of the log must not stall the tool.
+    const kv::FileHandle h = kv::FileIO_OpenROS(path.c_str());
+    if (h == kv::kInvalidHandle) kvtool::Fail("log", "cannot open the lock log", path, errno);
+    std::string text;
+    char chunk[1 << 16];
+    for (int32_t n; (n = kv::FileIO_Read(h, chunk, sizeof chunk)) > 0;) text.append(chunk, static_cast<size_t>(n));
+    kv::FileIO_Close(h);
+    std::istringstream in(text);
     std::deque<std::string> lines;
     std::string line;
     while (std::getline(in, line)) {

@@ -10,6 +10,9 @@
 #include <vector>
 
 #include "admin_util.h"
+#include <kvdata/kvhost.h>
+#include <kvdata/version.h>
+
 #include "tool.h"
 
 namespace kvtool {
@@ -84,7 +87,40 @@ void SetupDemo(CLI::App& app) {
   });
 }
 
+// "kvdata 0.1.0", and the loaded library's version where it differs.
+std::string VersionText() {
+  std::string text = "kvdata " KVDATA_VERSION_STRING;
+  const int32_t loaded = KVHOST_Version();
+  if (loaded != KVDATA_VERSION_NUMBER) {
+    text += " (library " + std::to_string(loaded / 10000) + "." + std::to_string(loaded / 100 % 100) + "." +
+            std::to_string(loaded % 100) + ")";
+  }
+  return text;
+}
+
+const char* ErrorName(int32_t code) {
+  switch (code) {
+    case KV_ERR_NOT_FOUND: return "not found";
+    case KV_ERR_LOCKED: return "locked";
+    case KV_ERR_DAMAGED: return "damaged";
+    case KV_ERR_FULL: return "full";
+    case KV_ERR_BAD_ARGUMENT: return "bad argument";
+    case KV_ERR_IO: return "I/O error";
+    case KV_ERR_NO_MEMORY: return "no memory";
+    case KV_ERR_INTERNAL: return "internal error";
+    default: return "error";
+  }
+}
+
 }  // namespace
+
+// A command that failed after a library call failed says why the library
+// refused, e.g. "kvdata: library: not found: DBA_ReadDATA: open X: No such file".
+void PrintLastLibraryError(std::ostream& out) {
+  const int32_t code = KVHOST_LastError();
+  if (code == KV_ERR_NONE) return;
+  out << "kvdata: library: " << ErrorName(code) << ": " << KVHOST_LastErrorText() << "\n";
+}
 
 CommandRegistrar::CommandRegistrar(const char* name, const char* description, CommandSetup setup) {
   Commands().push_back({name, description, std::move(setup)});
@@ -108,6 +144,7 @@ std::string SubcommandName(const CLI::App& app) {
 
 int main(int argc, char** argv) {
   CLI::App app{"kvdata: record files of a shared retail data directory"};
+  app.set_version_flag("--version", kvtool::VersionText());
   app.require_subcommand(1);
   app.footer(
       "Exit codes: 0 success; 1 defects found or operation refused; 2 usage error, or a file or\n"
@@ -118,6 +155,7 @@ int main(int argc, char** argv) {
   std::sort(commands.begin(), commands.end(),
             [](const auto& a, const auto& b) { return a.name < b.name; });
   for (auto& c : commands) c.setup(*app.add_subcommand(c.name, c.description));
+  KVHOST_ClearLastError();
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success& e) {
@@ -128,6 +166,7 @@ int main(int argc, char** argv) {
     if (std::string(e.what()) != "Runtime error") {
       kvtool::PrintError(SubcommandName(app), e.what());
     }
+    kvtool::PrintLastLibraryError(std::cerr);
     return e.get_exit_code();
   } catch (const CLI::ParseError& e) {
     const std::string name = SubcommandName(app);

@@ -31,6 +31,9 @@ struct DemoRegistrar {
   DemoRegistrar(int order, const char* title, DemoFn fn);
 };
 
+// Prints the library's last error (code and text) to out, if there is one.
+void PrintLastLibraryError(std::ostream& out);
+
 }  // namespace kvtool
 
 #endif  // KVDATA_TOOL_H

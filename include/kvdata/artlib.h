@@ -78,7 +78,11 @@ KV_API int32_t ARTLIB_Version(void);
 KV_API int32_t ARTLIB_OeffneDatenbank(void);
 /* Drops one open level; the last closes the file. */
 KV_API void ARTLIB_SchliesseDatenbank(void);
-/* Reads record n through handle: 1 when all 660 bytes were read, else 0. */
+/* Article numbers. Records n and block starts are addressed up to the
+ * larger of the count given to ARTLIB_Init and the last record in the file;
+ * a number above that (or below 0) gets 0 before any I/O, so no number can
+ * make the file grow past its records.
+ * Reads record n through handle: 1 when all 660 bytes were read, else 0. */
 KV_API int32_t ARTLIB_ReadArtikel(int32_t handle, int32_t n, void* record);
 /* Stores the current time in record->lastWrite, then writes record n:
  * 1 when all 660 bytes were written, else 0. */

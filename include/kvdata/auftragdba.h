@@ -162,7 +162,8 @@ KV_API int32_t AUFTRAGDBA_LoeschePOSITION(int32_t auftragsNr, int32_t p);
 KV_API int32_t AUFTRAGDBA_PositionenLoeschen(int32_t auftragsNr);
 /* Deletes the order's file; always 1. */
 KV_API int32_t AUFTRAGDBA_LoescheAuftrag(int32_t auftragsNr);
-/* Deletes every "AFT*.DAT" file of the order directory; the number deleted. */
+/* Deletes every order file ("AFT" + number + ".DAT") of the order
+ * directory; the number deleted. Other files matching "AFT*.DAT" stay. */
 KV_API int32_t AUFTRAGDBA_LoescheAlleAuftraege(void);
 /* Zeroes B bytes (null is harmless). */
 KV_API void AUFTRAGDBA_ClearAuftrag(void* kopf);

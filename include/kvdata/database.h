@@ -242,7 +242,9 @@ KV_API int32_t DATABASE_GueltigesEinzelteil(int32_t id, void* record);
 KV_API int32_t DATABASE_LockEinzelteil(int32_t id);
 KV_API int32_t DATABASE_UnlockEinzelteil(int32_t id);
 /* Reads / writes count records from first on through handle in one call:
- * 1 when more than 0 bytes were moved. */
+ * 1 when more than 0 bytes were moved. Records are addressed up to the
+ * larger of N and the last record in the file: a write of records beyond
+ * that, or a read starting beyond it, moves nothing and returns 0. */
 KV_API int32_t Database_BlockReadET(int32_t handle, int32_t first, void* buffer, int32_t count);
 KV_API int32_t Database_BlockWriteET(int32_t handle, int32_t first, const void* buffer, int32_t count);
 /* Next free identifier after record 0's last one (wrapping to 1001), 0 when

@@ -34,7 +34,15 @@
  * Every function takes the caller-owned descriptor first. A null descriptor,
  * an item number below 1, a null buffer or a negative length give the failure
  * result (0, or a null pointer where the result is a descriptor) and touch no
- * file. Results 1/0 mean success/failure unless a function says otherwise. */
+ * file. Results 1/0 mean success/failure unless a function says otherwise.
+ *
+ * Bounds. Nothing is ever read or written past the end of item
+ * DBA_MAX_SLOTS, i.e. past byte 40 + 8*C + (DBA_MAX_SLOTS + 1)*R: an item
+ * number above DBA_MAX_SLOTS, a length or an identifier-table index that
+ * would reach past that end gets the failure result before any I/O, and the
+ * file keeps its size. Within that end positions are not compared with the
+ * slot count (the search files write past it by design), and the identifier
+ * tables are not compared with their capacity. */
 #ifndef KVDATA_DBA_H
 #define KVDATA_DBA_H
 
@@ -51,6 +59,10 @@ KV_EXTERN_C_BEGIN
 #define DBA_PATH_SIZE 260
 /* Record buffer of the callback walkers; larger record sizes are refused. */
 #define DBA_WALK_BUFFER_SIZE 8192
+/* Largest record size a descriptor may have: what the walkers can hold. A
+ * descriptor with a larger (or smaller than DBA_ITEM_HEAD_SIZE) record size
+ * gets the failure result from every function and touches no file. */
+#define DBA_MAX_RECORD_SIZE DBA_WALK_BUFFER_SIZE
 
 /* Descriptor of one DBA file. The family owns it: it fills recordSize,
  * idCapacity and path (and sets handle = -1, openCount = 0) before first use. */

@@ -85,6 +85,54 @@ KV_API void KVHOST_SetSettingsFile(const char* path);
  * length copied, 0 for an unknown id or a null/empty buffer. */
 KV_API int32_t KVHOST_LoadString(int32_t id, char* buffer, int32_t size);
 
+/* ---- Why a call failed ----------------------------------------------------
+ * Every exported function that fails (returns its documented failure result)
+ * records why, per thread, like errno: KVHOST_LastError() gives the code and
+ * KVHOST_LastErrorText() a text that names the function, the operation and
+ * the file, and ends with the system's own words where the system failed,
+ * for example
+ *   "DBA_ReadDATA: open /srv/shop/KUNDEN.DBA: No such file or directory".
+ * A call that succeeds leaves both alone, so they still describe the last
+ * failure; a function whose failure result is also an ordinary answer (a
+ * count of 0, "not found" from a search) changes them only when something
+ * failed on the way (a file that does not open, a lock that stays held).
+ * Each thread has its own; the text stays valid until the thread's next
+ * failing call. */
+#define KV_ERR_NONE         0 /* nothing failed on this thread yet (or cleared) */
+#define KV_ERR_NOT_FOUND    1 /* a file or directory does not exist */
+#define KV_ERR_LOCKED       2 /* a byte range or lock stayed held past the time-out */
+#define KV_ERR_DAMAGED      3 /* a file's contents contradict its format */
+#define KV_ERR_FULL         4 /* no free record or number left, or the disk is full */
+#define KV_ERR_BAD_ARGUMENT 5 /* null pointer, number out of range, family not set up */
+#define KV_ERR_IO           6 /* any other failure of the operating system */
+#define KV_ERR_NO_MEMORY    7 /* the library could not allocate memory */
+#define KV_ERR_INTERNAL     8 /* an unexpected error inside the library */
+
+KV_API int32_t KVHOST_LastError(void);
+/* Never null; "" when the code is KV_ERR_NONE. */
+KV_API const char* KVHOST_LastErrorText(void);
+/* Resets this thread's code to KV_ERR_NONE and its text to "". */
+KV_API void KVHOST_ClearLastError(void);
+
+/* ---- Version ---------------------------------------------------------------
+ * The version of the library that is loaded, as one number:
+ * major * 10000 + minor * 100 + patch (compare with KVDATA_VERSION_NUMBER
+ * of <kvdata/version.h>, the version a program was compiled against). */
+KV_API int32_t KVHOST_Version(void);
+
+/* ---- Fatal errors ----------------------------------------------------------
+ * A few failures end the process, because the program cannot go on safely:
+ * reading a counter of the number-range file when NUMMERN.DAT is missing or
+ * no memory is left (exit code 1). Without a handler the library shows its
+ * message box (on POSIX: a line on standard error) and exits. With a handler
+ * the handler is told instead of the message box: caption, text (both
+ * Windows-1252) and the exit code. It may save what it must, log, or end
+ * the process itself; if it returns, the library ends the process with
+ * that exit code all the same. Null restores the default. */
+typedef void (KV_CALLBACK *KvFatalHandler)(const char* caption, const char* text,
+                                           int32_t exitCode, void* context);
+KV_API void KVHOST_SetFatalHandler(KvFatalHandler handler, void* context);
+
 KV_EXTERN_C_END
 
 #endif /* KVDATA_KVHOST_H */

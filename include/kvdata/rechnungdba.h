@@ -48,7 +48,10 @@ KV_API int32_t RechnungDBA_SwitchArchivePath(void);
 KV_API char* RechnungDBA_CreateFileName(int32_t number, char* out);
 /* Creates (or truncates) the invoice's file: handle, -1 on failure. */
 KV_API int32_t RechnungDBA_New(int32_t number);
-/* Opens an invoice file by path, read only / read-write shared: handle or -1. */
+/* Opens an invoice file by path, read only / read-write shared: handle or -1.
+ * Only invoice files are opened: a name "RECH" + digits + ".REC" directly
+ * in the invoice or the archive directory; any other path (another
+ * directory, a "..", another family's file) gives -1. */
 KV_API int32_t RechnungDBA_Open(const char* path);
 KV_API int32_t RechnungDBA_WriteOpen(const char* path);
 /* Closes a handle (-1 is harmless). */
@@ -77,6 +80,8 @@ KV_API int32_t RechnungDBA_Change_Status(int32_t number, int32_t status, void* k
 KV_API int32_t RechnungDBA_Hole_Status(int32_t number);
 /* Walk over the invoice directory: pattern is a file pattern in it (null or
  * "" for "RECH*.*"); the full path of each match goes to path (260 bytes).
+ * A pattern with a separator, a drive colon or ".." is refused (-1), and
+ * only invoice files ("RECH" + digits + ".REC") are delivered.
  * FindFirst returns a handle or -1 (nothing found, or eight walks already
  * open); FindNext 1 while another file was found. Close every walk that
  * FindFirst opened. */
@@ -85,9 +90,12 @@ KV_API int32_t RechnungDBA_FindNext(int32_t findHandle, char* path);
 KV_API void RechnungDBA_FindClose(int32_t findHandle);
 /* Renames the invoice file at `path` to archive directory + its name: the
  * rename result (0 when the target exists), 0 when the archive directory
- * does not exist. */
+ * does not exist. `path` must be an invoice file of the invoice directory
+ * (as RechnungDBA_CreateFileName or the find walk give it); anything else
+ * is refused with 0 and nothing moves. */
 KV_API int32_t RechnungDBA_Move_To_Archive(const char* path);
-/* The reverse: archive directory + the name of `path` back to `path`. */
+/* The reverse: archive directory + the name of `path` back to `path`, under
+ * the same rule for `path`. */
 KV_API int32_t RechnungDBA_Move_From_Archive(const char* path);
 /* The current format version, 610. */
 KV_API int32_t RechnungDBA_GetVersion(void);

@@ -22,13 +22,19 @@ constexpr int32_t kSize = ARTLIB_RECORD_SIZE;
 int32_t open() { return fixed::Open(g_own); }
 void close() { fixed::Close(g_own); }
 
+// Article numbers reach up to the larger of the configured count and the
+// last record in the file; anything above is refused before any I/O.
+static bool addressable(int32_t handle, int32_t n) {
+  return fixed::RecordsWithin(handle, kSize, g_own.count, n, 1);
+}
+
 int32_t read_record(int32_t handle, int32_t n, void* record) {
-  if (n < 0 || record == nullptr) return 0;
+  if (n < 0 || record == nullptr || !addressable(handle, n)) return 0;
   return fixed::ReadAt(handle, fixed::RecordPos(kSize, n), record, kSize) ? 1 : 0;
 }
 
 int32_t write_record(int32_t handle, int32_t n, void* record) {
-  if (n < 0 || record == nullptr) return 0;
+  if (n < 0 || record == nullptr || !addressable(handle, n)) return 0;
   static_cast<ArtikelRecord*>(record)->lastWrite = UnixTimeNow();
   return fixed::WriteAt(handle, fixed::RecordPos(kSize, n), record, kSize) ? 1 : 0;
 }
@@ -65,7 +71,7 @@ int32_t unlock_record(int32_t n) {
 }
 
 int32_t block_read(int32_t handle, int32_t first, int32_t count, void* buffer) {
-  if (first < 0 || count <= 0 || buffer == nullptr) return 0;
+  if (first < 0 || count <= 0 || buffer == nullptr || !addressable(handle, first)) return 0;
   int64_t bytes = static_cast<int64_t>(count) * kSize;
   if (bytes > INT32_MAX) return 0;
   // The caller gets the byte count of the read and compares it with

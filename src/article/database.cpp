@@ -125,19 +125,25 @@ int32_t holds_lock(int32_t id) {
              : 0;
 }
 
-static int32_t block_bytes(int32_t first, int32_t count) {
+// Byte count of a block of records, 0 when it does not start (a read) or
+// wholly lie (a write) within the records the file may have, the larger of
+// N and the records in the file: a block write never makes the file grow
+// past them, a read may end short at the end of the file.
+static int32_t block_bytes(int32_t handle, int32_t first, int32_t count, bool write) {
   int64_t bytes = static_cast<int64_t>(count) * kSize;
-  return first < 0 || count <= 0 || bytes > INT32_MAX ? 0 : static_cast<int32_t>(bytes);
+  if (first < 0 || count <= 0 || bytes > INT32_MAX) return 0;
+  return fixed::RecordsWithin(handle, kSize, g_file.count, first, write ? count : 1) ? static_cast<int32_t>(bytes)
+                                                                                     : 0;
 }
 
 int32_t block_read(int32_t handle, int32_t first, void* buffer, int32_t count) {
-  int32_t bytes = block_bytes(first, count);
+  int32_t bytes = block_bytes(handle, first, count, false);
   if (bytes == 0 || buffer == nullptr || FileIO_SetPos(handle, fixed::RecordPos(kSize, first)) < 0) return 0;
   return FileIO_Read(handle, buffer, bytes) > 0 ? 1 : 0;
 }
 
 int32_t block_write(int32_t handle, int32_t first, const void* buffer, int32_t count) {
-  int32_t bytes = block_bytes(first, count);
+  int32_t bytes = block_bytes(handle, first, count, true);
   if (bytes == 0 || buffer == nullptr || FileIO_SetPos(handle, fixed::RecordPos(kSize, first)) < 0) return 0;
   return FileIO_Write(handle, buffer, bytes) > 0 ? 1 : 0;
 }

@@ -7,6 +7,7 @@
 #include "kvdata/dba.h"
 #include "services/action.h"
 #include "services/name_resolve.h"
+#include "services/cause.h"
 #include "services/platform.h"
 
 namespace kv::fixed {
@@ -34,6 +35,19 @@ void Close(File& f) {
     FileIO_Close(f.handle);
     f.handle = kInvalidHandle;
   }
+}
+
+int32_t HighestRecord(FileHandle h, int32_t recordSize, int32_t count) {
+  const int64_t size = FileIO_Size(h);
+  if (size < 0 || recordSize <= 0) return -1;
+  const int64_t inFile = size < kHeaderSize ? 0 : (size - kHeaderSize) / recordSize;
+  const int64_t highest = inFile - 1 > count ? inFile - 1 : count;
+  return highest > INT32_MAX ? INT32_MAX : static_cast<int32_t>(highest);
+}
+
+bool RecordsWithin(FileHandle h, int32_t recordSize, int32_t count, int32_t first, int32_t n) {
+  if (first < 0 || n < 1) return false;
+  return static_cast<int64_t>(first) + n - 1 <= HighestRecord(h, recordSize, count);
 }
 
 bool ReadAt(FileHandle h, int64_t pos, void* buffer, int32_t size) {
@@ -77,7 +91,11 @@ class Walk {
 
 }  // namespace
 
-static bool InRange(const File& f, int32_t n) { return n >= 0 && n <= f.count; }
+static bool InRange(const File& f, int32_t n) {
+  if (n >= 0 && n <= f.count) return true;
+  NoteFailure(Cause::kBadArgument, "%s: record %d outside 0..%d", f.path, n, f.count);
+  return false;
+}
 
 bool ReadRecord(const File& f, int32_t n, void* record) {
   return InRange(f, n) && ReadAt(f.handle, RecordPos(f.recordSize, n), record, f.recordSize);

@@ -43,6 +43,15 @@ inline int64_t RecordPos(int32_t recordSize, int32_t n) {
   return kHeaderSize + static_cast<int64_t>(n) * recordSize;
 }
 
+// The highest record number a call may address through handle h: the
+// larger of the family's count and the last whole record the file holds (a
+// file enlarged by a station with a larger count stays usable). Checked
+// before any I/O, so that no number from a caller or from a damaged record
+// can make the file grow past its records. -1 for a bad handle.
+int32_t HighestRecord(FileHandle h, int32_t recordSize, int32_t count);
+// True when records first .. first + n - 1 all lie within HighestRecord.
+bool RecordsWithin(FileHandle h, int32_t recordSize, int32_t count, int32_t first, int32_t n);
+
 // Positions and moves exactly `size` bytes; true only when all moved.
 bool ReadAt(FileHandle h, int64_t pos, void* buffer, int32_t size);
 bool WriteAt(FileHandle h, int64_t pos, const void* buffer, int32_t size);

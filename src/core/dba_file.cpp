@@ -39,6 +39,7 @@
 #include <cstring>
 #include <vector>
 
+#include "services/cause.h"
 #include "services/fileio.h"
 #include "services/platform.h"
 #include "services/storage.h"
@@ -112,6 +113,7 @@ bool Inspect(DbaFile* f) {
     HeldRange lock(f->handle, 0, kHeaderSize);
     ok = ReadHeaderOn(f->handle, &h) && HeaderSane(h);
   }
+  if (!ok) NoteFailure(Cause::kDamaged, "%s: header unreadable or out of range", f->path);
   if (ok) {
     f->cursor = h.freeHead;
     f->delivered = 0;
@@ -148,10 +150,20 @@ int32_t LastSlotInFile(const DbaFile* f, FileHandle h) {
 // chain, which DBA_Reo links in; the next append steps past it.
 int32_t AppendSlotOn(DbaFile* f, FileHandle h) {
   DbaHeader header;
-  if (!ReadHeaderOn(h, &header) || !HeaderSane(header) || header.slotCount >= DBA_MAX_SLOTS) return 0;
+  if (!ReadHeaderOn(h, &header) || !HeaderSane(header)) {
+    NoteFailure(Cause::kDamaged, "%s: header unreadable or out of range", f->path);
+    return 0;
+  }
+  if (header.slotCount >= DBA_MAX_SLOTS) {
+    NoteFailure(Cause::kFull, "%s: all %d items in use", f->path, DBA_MAX_SLOTS);
+    return 0;
+  }
   const int32_t inFile = LastSlotInFile(f, h);
   const int32_t n = (inFile > header.slotCount ? inFile : header.slotCount) + 1;
-  if (n > DBA_MAX_SLOTS) return 0;
+  if (n > DBA_MAX_SLOTS) {
+    NoteFailure(Cause::kFull, "%s: all %d items in use", f->path, DBA_MAX_SLOTS);
+    return 0;
+  }
   // A free head one past the slot count where no slot exists yet is a
   // converter's "append next", not a chain to keep.
   const bool appendNext = header.freeHead == header.slotCount + 1 && header.freeHead > inFile;
@@ -203,7 +215,11 @@ int32_t Allocate(DbaFile* f, bool take) {
   for (int round = 0; round < 64; ++round) {
     HeldRange lock(f->handle, 0, kHeaderSize);
     DbaHeader h;
-    if (!lock.ok() || !ReadHeaderOn(f->handle, &h) || !HeaderSane(h)) break;
+    if (!lock.ok()) break;
+    if (!ReadHeaderOn(f->handle, &h) || !HeaderSane(h)) {
+      NoteFailure(Cause::kDamaged, "%s: header unreadable or out of range", f->path);
+      break;
+    }
     int32_t n = h.freeHead;
     DbaItemHead head;
     // A free head one past the last slot, where no slot exists yet, is how a
@@ -226,7 +242,9 @@ int32_t Allocate(DbaFile* f, bool take) {
     }
     if (!ReadItemHead(f, n, &head) || head.state != -1 || head.nextFree < 0 ||
         head.nextFree > DBA_MAX_SLOTS + 1) {
-      break;  // damaged chain: never hand out an item that is not free
+      // Damaged chain: never hand out an item that is not free.
+      NoteFailure(Cause::kDamaged, "%s: free chain points at item %d, which is not free", f->path, n);
+      break;
     }
     h.freeHead = head.nextFree == n ? 0 : head.nextFree;  // a self-link ends the chain
     h.usedCount += 1;
@@ -243,7 +261,7 @@ int32_t Allocate(DbaFile* f, bool take) {
 }
 
 DbaFile* AddToRef(DbaFile* f, int32_t item, int32_t delta) {
-  if (!Usable(f) || item < 1) return nullptr;
+  if (!Usable(f) || item < 1 || item > DBA_MAX_SLOTS) return nullptr;
   if (!Open(f)) return nullptr;
   DbaItemHead head;
   // Unlike a blind read-modify-write, a slot that cannot be read is not
@@ -258,13 +276,30 @@ DbaFile* AddToRef(DbaFile* f, int32_t item, int32_t delta) {
 }  // namespace
 
 bool Usable(const DbaFile* f) {
-  return f != nullptr && f->recordSize >= DBA_ITEM_HEAD_SIZE && f->idCapacity >= 0 &&
-         f->idCapacity <= kMaxIdCapacity && PathTerminated(f);
+  if (f != nullptr && f->recordSize >= DBA_ITEM_HEAD_SIZE && f->recordSize <= DBA_MAX_RECORD_SIZE &&
+      f->idCapacity >= 0 && f->idCapacity <= kMaxIdCapacity && PathTerminated(f)) {
+    return true;
+  }
+  return Refuse(f == nullptr ? "no descriptor" : "descriptor: record size, identifier capacity or path out of range");
 }
 
 int64_t ItemPosition(const DbaFile* f, int32_t item) {
-  if (!Usable(f) || item < 1) return -1;
+  if (!Usable(f) || item < 1 || item > DBA_MAX_SLOTS) return -1;
   return int64_t{item} * f->recordSize + kHeaderSize + int64_t{8} * f->idCapacity;
+}
+
+// The format's own bound, not the slot count: the search files write items
+// past their slot count by design, and a family may read a block of items
+// in one transfer. What no call may do is reach past the last item a file
+// can ever have; with the largest record size and capacity that end lies
+// near 2 GiB, so no number from a caller can make a file grow beyond it.
+int64_t FormatEnd(const DbaFile* f) {
+  if (!Usable(f)) return -1;
+  return int64_t{DBA_MAX_SLOTS + 1} * f->recordSize + kHeaderSize + int64_t{8} * f->idCapacity;
+}
+
+bool WithinFormat(const DbaFile* f, int64_t position, int64_t length) {
+  return position >= 0 && length >= 0 && position + length <= FormatEnd(f);
 }
 
 bool HeaderSane(const DbaHeader& h) {
@@ -372,14 +407,20 @@ int32_t UsedItems(DbaFile* f) {
 int32_t GetData(DbaFile* f, int32_t item, void* buffer, int32_t length) {
   if (buffer == nullptr || length < 1) return 0;
   int64_t pos = ItemPosition(f, item);
-  if (pos <= 0 || f->handle == kInvalidHandle || FileIO_SetPos(f->handle, pos) != pos) return 0;
+  if (pos <= 0 || !WithinFormat(f, pos, length) || f->handle == kInvalidHandle ||
+      FileIO_SetPos(f->handle, pos) != pos) {
+    return 0;
+  }
   return FileIO_Read(f->handle, buffer, length) == length ? 1 : 0;
 }
 
 int32_t SetData(DbaFile* f, int32_t item, const void* buffer, int32_t length) {
   if (buffer == nullptr || length < 1) return 0;
   int64_t pos = ItemPosition(f, item);
-  if (pos <= 0 || f->handle == kInvalidHandle || FileIO_SetPos(f->handle, pos) != pos) return 0;
+  if (pos <= 0 || !WithinFormat(f, pos, length) || f->handle == kInvalidHandle ||
+      FileIO_SetPos(f->handle, pos) != pos) {
+    return 0;
+  }
   return FileIO_Write(f->handle, buffer, length) == length ? 1 : 0;
 }
 
@@ -405,7 +446,10 @@ int32_t SetPart(DbaFile* f, int32_t item, int32_t offset, const void* buffer, in
 }
 
 int32_t ReadData(DbaFile* f, int32_t item, void* buffer) {
-  if (!Usable(f) || item < 1 || buffer == nullptr) return 0;
+  if (!Usable(f)) return 0;
+  if (item < 1 || item > DBA_MAX_SLOTS || buffer == nullptr) {
+    return Refuse(buffer == nullptr ? "no buffer" : "item number out of range");
+  }
   if (!OpenWith(f, true)) return 0;  // a failed open leaves count 1, handle -1
   int32_t r = GetData(f, item, buffer, f->recordSize);
   Close(f);
@@ -413,7 +457,10 @@ int32_t ReadData(DbaFile* f, int32_t item, void* buffer) {
 }
 
 int32_t WriteData(DbaFile* f, int32_t item, const void* buffer) {
-  if (!Usable(f) || item < 1 || buffer == nullptr) return 0;
+  if (!Usable(f)) return 0;
+  if (item < 1 || item > DBA_MAX_SLOTS || buffer == nullptr) {
+    return Refuse(buffer == nullptr ? "no buffer" : "item number out of range");
+  }
   if (!Open(f)) return 0;
   int32_t r = SetData(f, item, buffer, f->recordSize);
   Close(f);
@@ -444,7 +491,7 @@ int32_t NewItem(DbaFile* f) { return Allocate(f, true); }
 int32_t NextFreeItem(DbaFile* f) { return Allocate(f, false); }
 
 bool FreeItem(DbaFile* f, int32_t item, const void* image) {
-  if (!Usable(f) || item < 1 || !Open(f)) return false;
+  if (!Usable(f) || item < 1 || item > DBA_MAX_SLOTS || !Open(f)) return false;
   bool freed = false;
   HeldRange itemLock(f->handle, ItemPosition(f, item), f->recordSize);
   DbaItemHead head;
@@ -494,7 +541,7 @@ bool FreeItem(DbaFile* f, int32_t item, const void* image) {
 void DeleteItem(DbaFile* f, int32_t item) { FreeItem(f, item, nullptr); }
 
 int32_t ValidItem(DbaFile* f, int32_t item) {
-  if (!Usable(f) || item < 1 || !Open(f)) return 0;
+  if (!Usable(f) || item < 1 || item > DBA_MAX_SLOTS || !Open(f)) return 0;
   DbaItemHead head;
   int32_t ok = ReadItemHead(f, item, &head) ? 1 : 0;
   Close(f);

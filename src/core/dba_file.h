@@ -73,11 +73,16 @@ void Resize(DbaFile* oldFile, DbaFile* newFile, DbaItemCallback converter);
 // Largest identifier-table capacity a file may have (2 * 64 MiB of tables).
 constexpr int32_t kMaxIdCapacity = 1 << 24;
 
-// True when the descriptor can address items: not null, record size of at
-// least an item head, a sane capacity and a terminated path.
+// True when the descriptor can address items: not null, record size from an
+// item head up to DBA_MAX_RECORD_SIZE, a sane capacity and a terminated path.
 bool Usable(const DbaFile* f);
-// Byte position of item n (n*R + 40 + 8*C), -1 when n < 1 or f unusable.
+// Byte position of item n (n*R + 40 + 8*C), -1 when n is outside
+// 1..DBA_MAX_SLOTS or f unusable.
 int64_t ItemPosition(const DbaFile* f, int32_t item);
+// One past the last byte the format allows: the end of item DBA_MAX_SLOTS.
+int64_t FormatEnd(const DbaFile* f);
+// True when [position, position + length) lies within the format's bytes.
+bool WithinFormat(const DbaFile* f, int64_t position, int64_t length);
 // True when every count of the header lies in its valid range.
 bool HeaderSane(const DbaHeader& h);
 // Reads item n's 8-byte head on the open file.

@@ -32,9 +32,13 @@ namespace kv::dba {
 
 namespace {
 
+// Entry `index` of table A or B. An index above the capacity lands in the
+// next table or among the items, as it always has; one whose entry would lie
+// past the last item the format allows is refused.
 int64_t TablePosition(const DbaFile* f, bool tableB, int32_t index) {
-  if (f == nullptr || index < 1 || f->idCapacity < 0) return -1;
-  return DBA_HEADER_SIZE + (tableB ? int64_t{4} * f->idCapacity : 0) + int64_t{4} * (index - 1);
+  if (!Usable(f) || index < 1) return -1;
+  const int64_t pos = DBA_HEADER_SIZE + (tableB ? int64_t{4} * f->idCapacity : 0) + int64_t{4} * (index - 1);
+  return WithinFormat(f, pos, 4) ? pos : -1;
 }
 
 int32_t ReadTable(DbaFile* f, bool tableB, int32_t index) {
@@ -161,18 +165,17 @@ class ReadAhead {
 
 // DBA_MitJedemITEM and DBA_MitAllenExternIDsRW: the callback's result is
 // not looked at and nothing is written back.
-DbaFile* WalkReadOnly(DbaFile* f, DbaItemCallback cb, bool externIds) {
-  std::vector<unsigned char> buffer(DBA_WALK_BUFFER_SIZE);
+DbaFile* WalkReadOnly(DbaFile* f, DbaItemCallback cb, bool externIds, unsigned char* buffer) {
   ReadAhead ahead(f, externIds);
   int32_t ext = 0;
-  int32_t n = ahead.First(buffer.data(), &ext);
+  int32_t n = ahead.First(buffer, &ext);
   WalkProgress progress(f->walkLimit);
-  for (; n != 0; n = ahead.Next(buffer.data(), &ext)) {
+  for (; n != 0; n = ahead.Next(buffer, &ext)) {
     progress.Item();
     if (!externIds) {
-      cb(n, buffer.data());
+      cb(n, buffer);
     } else if (ext != 0) {
-      cb(ext, buffer.data());
+      cb(ext, buffer);
     }
   }
   return Close(f);
@@ -182,9 +185,12 @@ DbaFile* WalkReadOnly(DbaFile* f, DbaItemCallback cb, bool externIds) {
 // callback result means (see include/kvdata/dba.h).
 DbaFile* Walk(DbaFile* f, DbaItemCallback cb, Mode mode) {
   if (!Usable(f) || cb == nullptr || f->recordSize > DBA_WALK_BUFFER_SIZE) return nullptr;
-  if (!Open(f)) return nullptr;
-  if (mode == Mode::Each || mode == Mode::ExternIds) return WalkReadOnly(f, cb, mode == Mode::ExternIds);
+  // The buffer comes first: should it fail to allocate, nothing is open yet.
   std::vector<unsigned char> buffer(DBA_WALK_BUFFER_SIZE);
+  if (!Open(f)) return nullptr;
+  if (mode == Mode::Each || mode == Mode::ExternIds) {
+    return WalkReadOnly(f, cb, mode == Mode::ExternIds, buffer.data());
+  }
   int32_t n = FirstItem(f, buffer.data());
   WalkProgress progress(f->walkLimit);
   for (; n != 0; n = NextItem(f, buffer.data())) {
@@ -326,6 +332,7 @@ void Resize(DbaFile* oldFile, DbaFile* newFile, DbaItemCallback converter) {
       newFile->recordSize > DBA_WALK_BUFFER_SIZE) {
     return;
   }
+  std::vector<unsigned char> buffer(DBA_WALK_BUFFER_SIZE);  // before anything is opened
   if (!Open(oldFile)) return;
   FileHandle created = FileIO_CreateRWS(newFile->path);
   if (created == kInvalidHandle) {
@@ -335,7 +342,6 @@ void Resize(DbaFile* oldFile, DbaFile* newFile, DbaItemCallback converter) {
   if (newFile->openCount > 0) FileIO_Close(newFile->handle);
   newFile->handle = created;
   newFile->openCount = 1;
-  std::vector<unsigned char> buffer(DBA_WALK_BUFFER_SIZE);
   for (int32_t n = 1; n <= DBA_MAX_SLOTS; ++n) {
     std::memset(buffer.data(), 0, buffer.size());
     if (GetData(oldFile, n, buffer.data(), oldFile->recordSize) != 1) break;

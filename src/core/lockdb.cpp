@@ -1,6 +1,7 @@
 // Lock database, function locks and the process-wide state of the lock log.
 #include "core/lockdb.h"
 
+#include <atomic>
 #include <cctype>
 #include <cstdio>
 #include <cstring>
@@ -25,8 +26,8 @@ struct State {
   int32_t openCount = 0;
   char ip[kIpChars + 1] = "";
   char user[kUserChars + 1] = "";
-  bool blocking = false;   // off until the station says otherwise
-  bool logEnabled = true;
+  std::atomic<bool> blocking{false};  // off until the station says otherwise
+  std::atomic<bool> logEnabled{true};
 };
 
 State& S() {
@@ -36,6 +37,13 @@ State& S() {
 
 // Serialises the byte locks of the threads of this process.
 Mutex& CriticalSection() {
+  static Mutex m;
+  return m;
+}
+
+// Guards the station's IP and user text: a host may set them on one thread
+// while another writes a log line that quotes them.
+Mutex& StationMutex() {
   static Mutex m;
   return m;
 }
@@ -133,8 +141,11 @@ const char* Init(const char* path) {
 
 void SetStation(const char* ip, const char* user, int32_t blockingEnabled) {
   State& s = S();
-  if (ip != nullptr) StoreText(s.ip, sizeof s.ip, ip);
-  if (user != nullptr) StoreText(s.user, sizeof s.user, user);
+  {
+    MutexLock lock(StationMutex());
+    if (ip != nullptr) StoreText(s.ip, sizeof s.ip, ip);
+    if (user != nullptr) StoreText(s.user, sizeof s.user, user);
+  }
   s.blocking = blockingEnabled != 0;
 }
 
@@ -251,11 +262,17 @@ void LogEvent(const char* ip, const char* user, const char* function, int32_t w1
               int32_t w3) {
   State& s = S();
   if (!s.blocking || !s.logEnabled || !s.initialised) return;
-  if (ip != nullptr && ip[0] != '\0') StoreText(s.ip, sizeof s.ip, ip);
-  if (user != nullptr && user[0] != '\0') StoreText(s.user, sizeof s.user, user);
+  char stationIp[sizeof s.ip], stationUser[sizeof s.user];
+  {
+    MutexLock station(StationMutex());
+    if (ip != nullptr && ip[0] != '\0') StoreText(s.ip, sizeof s.ip, ip);
+    if (user != nullptr && user[0] != '\0') StoreText(s.user, sizeof s.user, user);
+    std::memcpy(stationIp, s.ip, sizeof stationIp);
+    std::memcpy(stationUser, s.user, sizeof stationUser);
+  }
   FileHandle lock = locklog::AcquireLogLock(s.logLockPath);
   if (lock == kInvalidHandle) return;
-  std::string line = locklog::FormatLine(LocalTimeNow(), w1, w2, w3, s.ip, s.user,
+  std::string line = locklog::FormatLine(LocalTimeNow(), w1, w2, w3, stationIp, stationUser,
                                          function != nullptr ? function : "");
   if (!FileIO_Exist(s.logPath)) FileIO_ResolveNameCase(s.logPath);  // before creating it
   locklog::AppendLine(s.logPath, line);

@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "kvdata/kvhost.h"
+#include "services/cause.h"
 #include "services/fileio.h"
 #include "services/hostui.h"
 #include "services/name_resolve.h"
@@ -65,8 +66,7 @@ void ReadImage(FileHandle h, unsigned char* image) {
 // Without its counters a program cannot go on handing out numbers, so a
 // failed read stops the whole process after telling the user.
 [[noreturn]] void FatalError(int32_t textId) {
-  HostMessageBox(LibString(textId), LibString(kStrProductName), KV_MB_OK);
-  ProcessExit(1);
+  HostFatal(LibString(textId), LibString(kStrProductName), 1);
 }
 
 // Asks whether to look for the file again (Yes) or to create it anew (No).
@@ -115,7 +115,7 @@ void Init(const char* path) {
 }
 
 int32_t ReadCounter(int32_t* value, int32_t index) {
-  if (value == nullptr || !ValidIndex(index)) return 0;
+  if (value == nullptr || !ValidIndex(index)) return Refuse(value ? "counter outside 0..199" : "no value pointer");
   StorageBlock buffer(kFileSize);
   if (!buffer) {
     *value = 0;
@@ -135,7 +135,9 @@ int32_t ReadCounter(int32_t* value, int32_t index) {
 }
 
 int32_t WriteCounter(int32_t value, int32_t index) {
-  if (!ValidIndex(index) || g_path[0] == '\0') return 0;
+  if (!ValidIndex(index) || g_path[0] == '\0') {
+    return Refuse(g_path[0] ? "counter outside 0..199" : "number-range file not set up (Nummern_Init)");
+  }
   StorageBlock buffer(kFileSize);
   if (!buffer) return 0;
   auto* image = static_cast<unsigned char*>(buffer.get());

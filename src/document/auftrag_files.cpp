@@ -77,21 +77,8 @@ int32_t InitWithArchive(int32_t flag, const char* path, const char* archiveRoot)
   g_archiveDir[0] = '\0';
   g_inArchive = false;
   if (archiveRoot == nullptr || archiveRoot[0] == '\0' || path == nullptr) return 0;
-  // The archive mirrors the order directory below the archive root: the
-  // root without its last character (its separator), then the order path
-  // after the drive colon, with a file pattern ("...\AFT*.DAT") cut off.
-  char tail[kMaxPath];
-  const char* colon = std::strchr(path, ':');
-  if (!CopyPath(tail, colon ? colon + 1 : path)) return 0;
-  if (char* star = std::strchr(tail, '*')) {
-    char* cut = star;
-    while (cut > tail && !IsPathSep(cut[-1]) && cut[-1] != ':') --cut;
-    *cut = '\0';
-  }
-  const size_t rootLen = std::strlen(archiveRoot) - 1;
-  if (rootLen + std::strlen(tail) >= static_cast<size_t>(kMaxPath)) return 0;
-  std::memcpy(g_archiveDir, archiveRoot, rootLen);
-  std::strcpy(g_archiveDir + rootLen, tail);
+  // The archive mirrors the order directory below the archive root.
+  if (!doc::ArchiveDirectory(doc::ArchiveRule::kOrders, archiveRoot, path, g_archiveDir)) return 0;
   FileIO_ResolveNameCase(g_archiveDir);  // an archive spelled otherwise is still this one
   return FileIO_MakeMultiPath(g_archiveDir);
 }

@@ -96,9 +96,12 @@ int32_t NumberFromName(const char* name) {
 
 std::vector<OrderFile> ListOrderFiles() {
   std::vector<OrderFile> files;
+  // Only order files: "AFT*.DAT" also matches names the family never made,
+  // which no walk, rewrite or delete of orders may touch.
   for (std::string& path : doc::ListFiles(OrderDirectory(), "AFT*.DAT")) {
     char dir[kMaxPath], name[kMaxPath];
     FileIO_Separate(path.c_str(), dir, name);
+    if (!doc::IsDocumentName(name, "AFT", ".DAT")) continue;
     files.push_back({NumberFromName(name), std::move(path)});
   }
   return files;
@@ -184,9 +187,9 @@ int32_t DeleteAllPositions(int32_t number) {
 }
 
 int32_t DeleteAllOrders() {
-  char pattern[kMaxPath];
-  if (!doc::JoinPath(OrderDirectory(), "AFT*.DAT", pattern)) return 0;
-  return FileIO_DeleteFiles(pattern);
+  int32_t deleted = 0;
+  for (const OrderFile& f : ListOrderFiles()) deleted += FileIO_DeleteFile(f.path.c_str()) ? 1 : 0;
+  return deleted;
 }
 
 int32_t ConvertFile550To560(const char* path) {

@@ -3,6 +3,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <string>
 
 #include "services/fileio.h"
 #include "services/name_resolve.h"
@@ -23,6 +24,113 @@ void SetDirectoryFromPath(char* directory, const char* path) {
   FileIO_PathRemoveFileName(dir);
   FileIO_ResolveNameCase(dir);  // AUFTRAG, RECHNUNG: found whatever their case
   std::memcpy(directory, dir, sizeof dir);
+}
+
+namespace {
+
+char Folded(char c) { return (c >= 'a' && c <= 'z') ? static_cast<char>(c - 'a' + 'A') : c; }
+
+bool SameText(const std::string& a, const std::string& b, bool foldCase) {
+  if (a.size() != b.size()) return false;
+  for (size_t i = 0; i < a.size(); ++i) {
+    if (foldCase ? Folded(a[i]) != Folded(b[i]) : a[i] != b[i]) return false;
+  }
+  return true;
+}
+
+// Separators unified to '/', runs of them collapsed, a trailing one dropped.
+std::string Normalised(const std::string& path) {
+  std::string out;
+  for (char c : path) {
+    if (IsPathSep(c)) {
+      if (!out.empty() && out.back() == '/') continue;
+      out.push_back('/');
+    } else {
+      out.push_back(c);
+    }
+  }
+  if (out.size() > 1 && out.back() == '/') out.pop_back();
+  return out;
+}
+
+bool HasParentStep(const char* path) {
+  for (const char* p = path; (p = std::strstr(p, "..")) != nullptr; p += 2) {
+    const bool startsPart = p == path || IsPathSep(p[-1]) || p[-1] == ':';
+    const bool endsPart = p[2] == '\0' || IsPathSep(p[2]);
+    if (startsPart && endsPart) return true;
+  }
+  return false;
+}
+
+#if defined(_WIN32)
+constexpr bool kFoldCase = true;
+#else
+constexpr bool kFoldCase = false;
+#endif
+
+}  // namespace
+
+bool ArchiveDirectory(ArchiveRule rule, const char* root, const char* path, char* out) {
+  out[0] = '\0';
+  if (root == nullptr || root[0] == '\0' || path == nullptr) return false;
+  char base[kMaxPath];
+  if (!CopyPath(base, root)) return false;
+  if (rule == ArchiveRule::kInvoices) FileIO_MakePathName(base);
+  base[std::strlen(base) - 1] = '\0';
+
+  char tail[kMaxPath];
+  if (rule == ArchiveRule::kInvoices) {
+    char dir[kMaxPath];
+    if (!CopyPath(dir, path)) return false;
+    FileIO_PathRemoveFileName(dir);
+    const char* colon = std::strchr(dir, ':');
+    if (!CopyPath(tail, colon ? colon + 1 : dir)) return false;
+  } else {
+    const char* colon = std::strchr(path, ':');
+    if (!CopyPath(tail, colon ? colon + 1 : path)) return false;
+    if (char* star = std::strchr(tail, '*')) {
+      char* cut = star;
+      while (cut > tail && !IsPathSep(cut[-1]) && cut[-1] != ':') --cut;
+      *cut = '\0';
+    }
+  }
+  const int n = std::snprintf(out, kMaxPath, "%s%s", base, tail);
+  if (n > 0 && n < kMaxPath) return true;
+  out[0] = '\0';
+  return false;
+}
+
+bool IsDocumentName(const char* name, const char* prefix, const char* extension) {
+  if (name == nullptr) return false;
+  const size_t len = std::strlen(name), pre = std::strlen(prefix), ext = std::strlen(extension);
+  if (len <= pre + ext) return false;
+  if (!SameText(std::string(name, pre), prefix, true)) return false;
+  if (!SameText(std::string(name + len - ext), extension, true)) return false;
+  for (size_t i = pre; i < len - ext; ++i) {
+    if (!((name[i] >= '0' && name[i] <= '9') || name[i] == '-')) return false;
+  }
+  return true;
+}
+
+bool DirectlyInside(const char* path, const char* directory, char* name) {
+  if (path == nullptr || directory == nullptr || HasParentStep(path)) return false;
+  const size_t len = std::strlen(path);
+  if (len == 0 || len >= static_cast<size_t>(kMaxPath) || IsPathSep(path[len - 1])) return false;
+  size_t cut = len;
+  while (cut > 0 && !IsPathSep(path[cut - 1]) && path[cut - 1] != ':') --cut;
+  if (cut == len) return false;
+  std::string dir(path, cut);
+  if (!SameText(Normalised(dir), Normalised(directory), kFoldCase)) return false;
+  if (name != nullptr) std::memcpy(name, path + cut, len - cut + 1);
+  return true;
+}
+
+bool IsBarePattern(const char* pattern) {
+  if (pattern == nullptr) return false;
+  for (const char* p = pattern; *p != '\0'; ++p) {
+    if (IsPathSep(*p) || *p == ':') return false;
+  }
+  return std::strstr(pattern, "..") == nullptr;
 }
 
 int32_t SwapWithArchive(char* directory, char* archive) {

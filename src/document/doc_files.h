@@ -23,6 +23,40 @@ bool JoinPath(const char* directory, const char* name, char* out);
 // directory := the directory part of path (a null or over-long path leaves
 // it unchanged). Both are 260-byte buffers.
 void SetDirectoryFromPath(char* directory, const char* path);
+// ---- Archive directories ----
+// How a family derives its archive directory from the archive root and the
+// path handed to its PLUS_ARCHIVE_Init. The two families have always done it
+// differently, and existing archives lie where their own rule put them, so
+// each keeps its rule:
+//   kOrders    the root without its last character, whatever that is (it is
+//              expected to be a separator), then the path after its drive
+//              colon with a file pattern ("...\AFT*.DAT", from the first '*'
+//              back to the separator before it) cut off. A path without a
+//              pattern is taken whole, file part included.
+//              "D:\ARCHIV\" + "C:\DATA\AUFTRAG\AFT*.DAT" -> "D:\ARCHIV\DATA\AUFTRAG\"
+//              "D:\ARCHIV"   + "C:\DATA\AUFTRAG\AFT*.DAT" -> "D:\ARCHI\DATA\AUFTRAG\"
+//   kInvoices  the root made to end in one separator, which is then dropped
+//              (so a root with or without it gives the same), then the
+//              directory part of the path after its drive colon.
+//              "D:\ARCHIV" + "C:\DATA\RECHNUNG\RECH*.*" -> "D:\ARCHIV\DATA\RECHNUNG\"
+// The result goes to out (260 bytes); false, with out empty, for an empty
+// root or a result that does not fit.
+enum class ArchiveRule { kOrders, kInvoices };
+bool ArchiveDirectory(ArchiveRule rule, const char* root, const char* path, char* out);
+
+// ---- Confinement ----
+// A family acts only on its own files: a bare name of its pattern (prefix,
+// then digits or a minus sign, then the extension; letters compared without
+// case, as the file systems of the installations do).
+bool IsDocumentName(const char* name, const char* prefix, const char* extension);
+// True when path names a file directly inside directory: the same directory
+// once separators are unified and a trailing one dropped, and no ".."
+// anywhere. The name part goes to name (260 bytes) when it is not null.
+bool DirectlyInside(const char* path, const char* directory, char* name);
+// A find pattern that stays inside the directory it is joined to: no
+// separator, no drive colon, no "..".
+bool IsBarePattern(const char* pattern);
+
 // Swaps a family's working directory with its archive directory: 1, or 0
 // (nothing swapped) when the archive directory is not set or does not exist.
 int32_t SwapWithArchive(char* directory, char* archive);

@@ -5,7 +5,6 @@
 #include <cstring>
 
 #include "document/doc_files.h"
-#include "services/ini.h"
 #include "services/name_resolve.h"
 
 namespace kv::rechnung {
@@ -33,6 +32,17 @@ int32_t MoveBlock(FileHandle h, void* buffer, int32_t size, bool write) {
 
 bool ArchiveExists() { return g_archiveDir[0] != '\0' && FileIO_PathExist(g_archiveDir); }
 
+bool IsInvoiceName(const char* name) { return doc::IsDocumentName(name, "RECH", ".REC"); }
+
+// An invoice file of the invoice directory (or, with inArchive, of either
+// directory): its bare name to name. Every path a caller hands in passes
+// here, so that no call reaches a file of another family or another place.
+bool OwnInvoice(const char* path, bool orArchive, char* name) {
+  if (doc::DirectlyInside(path, g_invoiceDir, name)) return IsInvoiceName(name);
+  return orArchive && g_archiveDir[0] != '\0' && doc::DirectlyInside(path, g_archiveDir, name) &&
+         IsInvoiceName(name);
+}
+
 }  // namespace
 
 void Init(int32_t prefix, const char* path) {
@@ -44,20 +54,8 @@ int32_t InitWithArchive(int32_t prefix, const char* path, const char* archiveRoo
   Init(prefix, path);
   g_archiveDir[0] = '\0';  // without a root the process works without an archive
   if (archiveRoot == nullptr || archiveRoot[0] == '\0' || path == nullptr) return 0;
-  // The archive mirrors the invoice directory below the archive root: the
-  // root with exactly one trailing separator removed, then the invoice
-  // directory after its drive colon (it starts with its own separator).
-  char root[kMaxPath];
-  if (!CopyPath(root, archiveRoot)) return 0;
-  FileIO_MakePathName(root);
-  root[std::strlen(root) - 1] = '\0';
-  const char* colon = std::strchr(g_invoiceDir, ':');
-  const char* tail = colon ? colon + 1 : g_invoiceDir;
-  const int n = std::snprintf(g_archiveDir, kMaxPath, "%s%s", root, tail);
-  if (n < 0 || n >= kMaxPath) {
-    g_archiveDir[0] = '\0';
-    return 0;
-  }
+  // The archive mirrors the invoice directory below the archive root.
+  if (!doc::ArchiveDirectory(doc::ArchiveRule::kInvoices, archiveRoot, path, g_archiveDir)) return 0;
   FileIO_ResolveNameCase(g_archiveDir);  // an archive spelled otherwise is still this one
   return FileIO_MakeMultiPath(g_archiveDir);
 }
@@ -139,17 +137,32 @@ int32_t GetStatus(int32_t number) {
   return status;
 }
 
+FileHandle OpenFile(const char* path, bool writable) {
+  char name[kMaxPath];
+  if (!OwnInvoice(path, true, name)) return kInvalidHandle;
+  return writable ? FileIO_OpenRWS(path) : FileIO_OpenROS(path);
+}
+
+// The walk delivers invoice files only: the pattern must stay inside the
+// invoice directory, and matches that are not invoice names are skipped.
 FileHandle FindFirst(const char* pattern, char* path) {
   if (path == nullptr) return -1;
   path[0] = '\0';
   int slot = 0;
   while (slot < kMaxFinds && g_finds[slot].handle != -1) ++slot;
   if (slot == kMaxFinds) return -1;
+  const char* mask = (pattern && pattern[0]) ? pattern : "RECH*.*";
   char full[kMaxPath];
-  if (!doc::JoinPath(g_invoiceDir, (pattern && pattern[0]) ? pattern : "RECH*.*", full)) return -1;
+  if (!doc::IsBarePattern(mask) || !doc::JoinPath(g_invoiceDir, mask, full)) return -1;
   FindData fd;
   FindHandle fh = FileIO_FindFirstFile(full, &fd);
   if (fh == -1) return -1;
+  while (!IsInvoiceName(fd.name)) {
+    if (!FileIO_FindNextFile(fh, &fd)) {
+      FileIO_FindClose(fh);
+      return -1;
+    }
+  }
   OpenFind& f = g_finds[slot];
   f.handle = fh;
   FileIO_ExtractPath(full, f.directory);
@@ -162,7 +175,9 @@ int32_t FindNext(FileHandle h, char* path) {
   for (OpenFind& f : g_finds) {
     if (f.handle != h || h == -1) continue;
     FindData fd;
-    if (!FileIO_FindNextFile(h, &fd)) return 0;
+    do {
+      if (!FileIO_FindNextFile(h, &fd)) return 0;
+    } while (!IsInvoiceName(fd.name));
     return doc::JoinPath(f.directory, fd.name, path) ? 1 : 0;
   }
   return 0;
@@ -177,10 +192,11 @@ void FindClose(FileHandle h) {
   }
 }
 
+// Only an invoice file of the invoice directory moves, and only between
+// that directory and the archive under its own name.
 int32_t MoveToArchive(const char* path, bool toArchive) {
-  if (path == nullptr || !ArchiveExists()) return 0;
-  char dir[kMaxPath], name[kMaxPath], archived[kMaxPath];
-  INI_SeparateFile(path, dir, name);
+  char name[kMaxPath], archived[kMaxPath];
+  if (path == nullptr || !ArchiveExists() || !OwnInvoice(path, false, name)) return 0;
   if (!doc::JoinPath(g_archiveDir, name, archived)) return 0;
   // Moving back takes the same path the invoice had before it was archived.
   return toArchive ? FileIO_RenameFile(path, archived) : FileIO_RenameFile(archived, path);

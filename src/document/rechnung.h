@@ -34,6 +34,9 @@ int32_t ReadDetail(FileHandle h, void* detail);
 int32_t ChangeStatus(int32_t number, int32_t status, void* copy);
 int32_t GetStatus(int32_t number);
 
+// Opens an invoice file of the invoice or the archive directory (read-only
+// or read-write); -1 for any other path.
+FileHandle OpenFile(const char* path, bool writable);
 FileHandle FindFirst(const char* pattern, char* path);
 int32_t FindNext(FileHandle h, char* path);
 void FindClose(FileHandle h);

@@ -46,7 +46,10 @@ void UpgradeDirectory(const char* directory, int32_t target) {
   doc::Progress progress(true, static_cast<int32_t>(files.size()));
   for (const std::string& path : files) {
     progress.Step();
-    if (path.size() > 2 && path.compare(path.size() - 2, 2, "XX") == 0) continue;
+    // Invoice files only: "RECH*.*" also matches the XX copies and names
+    // the family never made, which an upgrade must not rewrite.
+    const size_t cut = path.find_last_of("/\\");
+    if (!doc::IsDocumentName(path.c_str() + (cut == std::string::npos ? 0 : cut + 1), "RECH", ".REC")) continue;
     UpgradeFile(path.c_str(), target);
   }
 }

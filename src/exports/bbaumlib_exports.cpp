@@ -1,4 +1,5 @@
 // BBAUMLIB_*: key files, forwarding to src/index.
+#include "exports/guard.h"
 #include "index/keyfile.h"
 #include "kvdata/bbaumlib.h"
 
@@ -6,62 +7,62 @@ namespace ix = kv::index;
 
 extern "C" {
 
-KV_API BaumKeyDatei* BBAUMLIB_Init(const char* path, int32_t recordSize, int32_t slotCount) {
+KV_API BaumKeyDatei* BBAUMLIB_Init(const char* path, int32_t recordSize, int32_t slotCount) KV_TRY(BaumKeyDatei*) {
   return ix::KeyFileInit(path, recordSize, slotCount);
-}
-KV_API void BBAUMLIB_Exit(BaumKeyDatei* file) { ix::KeyFileExit(file); }
-KV_API int32_t BBAUMLIB_OeffneDatenbank(BaumKeyDatei* file) { return ix::KeyFileOpen(file); }
-KV_API void BBAUMLIB_SchliesseDatenbank(BaumKeyDatei* file) { ix::KeyFileClose(file); }
-KV_API int32_t BBAUMLIB_ErzeugeDatenbank(BaumKeyDatei* file, AvlProgressFn progress) {
+} KV_CATCH(nullptr)
+KV_API void BBAUMLIB_Exit(BaumKeyDatei* file) KV_TRY_VOID { ix::KeyFileExit(file); } KV_CATCH_VOID
+KV_API int32_t BBAUMLIB_OeffneDatenbank(BaumKeyDatei* file) KV_TRY(int32_t) { return ix::KeyFileOpen(file); } KV_CATCH(0)
+KV_API void BBAUMLIB_SchliesseDatenbank(BaumKeyDatei* file) KV_TRY_VOID { ix::KeyFileClose(file); } KV_CATCH_VOID
+KV_API int32_t BBAUMLIB_ErzeugeDatenbank(BaumKeyDatei* file, AvlProgressFn progress) KV_TRY(int32_t) {
   return ix::KeyFileCreate(file, progress);
-}
-KV_API int32_t BBAUMLIB_ErweitereDatenbank(BaumKeyDatei* file, AvlProgressFn progress, int32_t newCount) {
+} KV_CATCH(0)
+KV_API int32_t BBAUMLIB_ErweitereDatenbank(BaumKeyDatei* file, AvlProgressFn progress, int32_t newCount) KV_TRY(int32_t) {
   return ix::KeyFileExtend(file, progress, newCount);
-}
-KV_API int32_t BBAUMLIB_ErzeugeAVLBaum(BaumKeyDatei* file, AvlProgressFn progress) {
+} KV_CATCH(0)
+KV_API int32_t BBAUMLIB_ErzeugeAVLBaum(BaumKeyDatei* file, AvlProgressFn progress) KV_TRY(int32_t) {
   return ix::KeyFileClearTree(file, progress);
-}
-KV_API int32_t BBAUMLIB_ReadDBAHeader(BaumKeyDatei* file) { return ix::KeyFileReadHeader(file); }
-KV_API int32_t BBAUMLIB_WriteDBAHeader(BaumKeyDatei* file) { return ix::KeyFileWriteHeader(file); }
-KV_API int32_t BBAUMLIB_Version(BaumKeyDatei* file) { return ix::KeyFileVersion(file); }
-KV_API uint32_t BBAUMLIB_GetLastWriteTime(BaumKeyDatei* file) { return ix::KeyFileLastWriteTime(file); }
-KV_API int32_t BBAUMLIB_GetSizeAndName(BaumKeyDatei* file, int32_t* count, char* name) {
+} KV_CATCH(0)
+KV_API int32_t BBAUMLIB_ReadDBAHeader(BaumKeyDatei* file) KV_TRY(int32_t) { return ix::KeyFileReadHeader(file); } KV_CATCH(0)
+KV_API int32_t BBAUMLIB_WriteDBAHeader(BaumKeyDatei* file) KV_TRY(int32_t) { return ix::KeyFileWriteHeader(file); } KV_CATCH(0)
+KV_API int32_t BBAUMLIB_Version(BaumKeyDatei* file) KV_TRY(int32_t) { return ix::KeyFileVersion(file); } KV_CATCH(0)
+KV_API uint32_t BBAUMLIB_GetLastWriteTime(BaumKeyDatei* file) KV_TRY(uint32_t) { return ix::KeyFileLastWriteTime(file); } KV_CATCH(0)
+KV_API int32_t BBAUMLIB_GetSizeAndName(BaumKeyDatei* file, int32_t* count, char* name) KV_TRY(int32_t) {
   return ix::KeyFileSizeAndName(file, count, name);
-}
-KV_API int32_t BBAUMLIB_ReadBAUMKEY(BaumKeyDatei* file, int32_t slot, void* record) {
+} KV_CATCH(0)
+KV_API int32_t BBAUMLIB_ReadBAUMKEY(BaumKeyDatei* file, int32_t slot, void* record) KV_TRY(int32_t) {
   return ix::KeyFileReadRecord(file, slot, record);
-}
-KV_API int32_t BBAUMLIB_WriteBAUMKEY(BaumKeyDatei* file, int32_t slot, const void* record) {
+} KV_CATCH(0)
+KV_API int32_t BBAUMLIB_WriteBAUMKEY(BaumKeyDatei* file, int32_t slot, const void* record) KV_TRY(int32_t) {
   return ix::KeyFileWriteRecord(file, slot, record);
-}
-KV_API int32_t BBAUMLIB_LeseBAUMKEY(BaumKeyDatei* file, int32_t slot, void* record) {
+} KV_CATCH(0)
+KV_API int32_t BBAUMLIB_LeseBAUMKEY(BaumKeyDatei* file, int32_t slot, void* record) KV_TRY(int32_t) {
   return ix::KeyFileLeseRecord(file, slot, record);
-}
-KV_API int32_t BBAUMLIB_SchreibeBAUMKEY(BaumKeyDatei* file, int32_t slot, const void* record) {
+} KV_CATCH(0)
+KV_API int32_t BBAUMLIB_SchreibeBAUMKEY(BaumKeyDatei* file, int32_t slot, const void* record) KV_TRY(int32_t) {
   return ix::KeyFileSchreibeRecord(file, slot, record);
-}
-KV_API int32_t BBAUMLIB_ReadFreeList(BaumKeyDatei* file, void* record) { return ix::KeyFileReadFreeList(file, record); }
-KV_API int32_t BBAUMLIB_WriteFreeList(BaumKeyDatei* file, const void* record) {
+} KV_CATCH(0)
+KV_API int32_t BBAUMLIB_ReadFreeList(BaumKeyDatei* file, void* record) KV_TRY(int32_t) { return ix::KeyFileReadFreeList(file, record); } KV_CATCH(0)
+KV_API int32_t BBAUMLIB_WriteFreeList(BaumKeyDatei* file, const void* record) KV_TRY(int32_t) {
   return ix::KeyFileWriteFreeList(file, record);
-}
-KV_API int32_t BBAUMLIB_GetNextFree(BaumKeyDatei* file) { return ix::KeyFileNextFree(file); }
-KV_API int32_t BBAUMLIB_BenutzteBAUMKEYs(BaumKeyDatei* file) { return ix::KeyFileUsedCount(file); }
-KV_API int32_t BBAUMLIB_BAUMKEYVorhanden(BaumKeyDatei* file, const void* record) {
+} KV_CATCH(0)
+KV_API int32_t BBAUMLIB_GetNextFree(BaumKeyDatei* file) KV_TRY(int32_t) { return ix::KeyFileNextFree(file); } KV_CATCH(0)
+KV_API int32_t BBAUMLIB_BenutzteBAUMKEYs(BaumKeyDatei* file) KV_TRY(int32_t) { return ix::KeyFileUsedCount(file); } KV_CATCH(-1)
+KV_API int32_t BBAUMLIB_BAUMKEYVorhanden(BaumKeyDatei* file, const void* record) KV_TRY(int32_t) {
   return ix::KeyFileFind(file, record);
-}
-KV_API int32_t BBAUMLIB_BAUMKEYAnlegen(BaumKeyDatei* file, void* record) { return ix::KeyFileAdd(file, record); }
-KV_API int32_t BBAUMLIB_BAUMKEYLoeschen(BaumKeyDatei* file, int32_t slot) { return ix::KeyFileRemove(file, slot); }
-KV_API int32_t BBAUMLIB_LockBAUMKEY(BaumKeyDatei* file, int32_t slot) { return ix::KeyFileLockSlot(file, slot); }
-KV_API int32_t BBAUMLIB_UnlockBAUMKEY(BaumKeyDatei* file, int32_t slot) { return ix::KeyFileUnlockSlot(file, slot); }
-KV_API int32_t BBAUMLIB_MitAllenBAUMKEYs(BaumKeyDatei* file, AvlVisitFn visit) { return ix::KeyFileWalk(file, visit); }
-KV_API void BBAUMLIB_SetNewBaumProc(BaumKeyDatei* file, AvlVisitFn visit) { ix::KeyFileSetVisit(file, visit); }
-KV_API void BBAUMLIB_RestoreOldBaumProc(BaumKeyDatei* file, AvlVisitFn /*visit*/) { ix::KeyFileRestoreVisit(file); }
-KV_API int32_t BBAUMLIB_ErzeugeFreelist(BaumKeyDatei* file, AvlProgressFn progress) {
+} KV_CATCH(0)
+KV_API int32_t BBAUMLIB_BAUMKEYAnlegen(BaumKeyDatei* file, void* record) KV_TRY(int32_t) { return ix::KeyFileAdd(file, record); } KV_CATCH(0)
+KV_API int32_t BBAUMLIB_BAUMKEYLoeschen(BaumKeyDatei* file, int32_t slot) KV_TRY(int32_t) { return ix::KeyFileRemove(file, slot); } KV_CATCH(0)
+KV_API int32_t BBAUMLIB_LockBAUMKEY(BaumKeyDatei* file, int32_t slot) KV_TRY(int32_t) { return ix::KeyFileLockSlot(file, slot); } KV_CATCH(0)
+KV_API int32_t BBAUMLIB_UnlockBAUMKEY(BaumKeyDatei* file, int32_t slot) KV_TRY(int32_t) { return ix::KeyFileUnlockSlot(file, slot); } KV_CATCH(0)
+KV_API int32_t BBAUMLIB_MitAllenBAUMKEYs(BaumKeyDatei* file, AvlVisitFn visit) KV_TRY(int32_t) { return ix::KeyFileWalk(file, visit); } KV_CATCH(0)
+KV_API void BBAUMLIB_SetNewBaumProc(BaumKeyDatei* file, AvlVisitFn visit) KV_TRY_VOID { ix::KeyFileSetVisit(file, visit); } KV_CATCH_VOID
+KV_API void BBAUMLIB_RestoreOldBaumProc(BaumKeyDatei* file, AvlVisitFn /*visit*/) KV_TRY_VOID { ix::KeyFileRestoreVisit(file); } KV_CATCH_VOID
+KV_API int32_t BBAUMLIB_ErzeugeFreelist(BaumKeyDatei* file, AvlProgressFn progress) KV_TRY(int32_t) {
   return ix::KeyFileRebuildFreeList(file, progress);
-}
+} KV_CATCH(0)
 KV_API int32_t BBAUMLIB_Reorganisieren(BaumKeyDatei* file, AvlProgressFn progress1, AvlProgressFn progress2,
-                                       AvlProgressFn progress3, AvlProgressFn progress4, BaumKeyDuplicateFn duplicate) {
+                                       AvlProgressFn progress3, AvlProgressFn progress4, BaumKeyDuplicateFn duplicate) KV_TRY(int32_t) {
   return ix::KeyFileReorganise(file, progress1, progress2, progress3, progress4, duplicate);
-}
+} KV_CATCH(0)
 
 }  // extern "C"

@@ -1,5 +1,6 @@
 // Key files: the descriptor, creating and extending the file, the header,
 // raw record access and the tree callbacks that work directly on the file.
+#include <atomic>
 #include <cstring>
 
 #include "index/avl_tree.h"
@@ -12,7 +13,37 @@ namespace kv::index {
 
 namespace {
 
-int64_t g_reads = 0;
+std::atomic<int64_t> g_reads{0};  // node reads, for benchmarks; any thread
+
+// The bound of the key operation running on this thread (one thread per
+// descriptor; operations on two descriptors may nest through callbacks, so
+// each TreeBound restores the one it replaced).
+struct ActiveBound {
+  const BaumKeyDatei* d = nullptr;
+  int32_t highest = 0;
+  AvlVisitFn visit = nullptr;  // a walk's own visit function
+  int64_t visits = 0;          // visits the walk has made
+};
+thread_local ActiveBound t_bound;
+thread_local ActiveBound t_saved[8];
+thread_local int t_depth = 0;
+
+int32_t ComputeHighestSlot(const BaumKeyDatei* d) {
+  const int64_t size = FileIO_Size(d->handle);
+  const int32_t inFile = size < 0 ? 0 : KeyFileSlotsInSize(d->recordSize, size);
+  return inFile > d->slotCount ? inFile : d->slotCount;
+}
+
+bool SlotAllowed(const BaumKeyDatei* d, int32_t slot) { return slot >= 0 && slot <= HighestSlot(d); }
+
+// A walk over a sound tree visits each slot once; links that lead back
+// into the tree would make it visit without end (both links of a node
+// pointing up double the walk at every level). Past one visit per slot the
+// walk is stopped as a visit function stops it, by answering 0.
+int32_t KV_CALLBACK BoundedVisit(void* context, int32_t element, int32_t depth) {
+  if (t_bound.visit == nullptr || ++t_bound.visits > static_cast<int64_t>(t_bound.highest) + 1) return 0;
+  return t_bound.visit(context, element, depth);
+}
 
 void* HandleAsContext(int32_t handle) { return reinterpret_cast<void*>(static_cast<intptr_t>(handle)); }
 
@@ -24,13 +55,16 @@ BaumKeyDatei* Self(void* context) { return static_cast<BaumKeyDatei*>(context); 
 int32_t ReadNodeFromFile(void* context, int32_t element, AvlKnoten* node) {
   BaumKeyDatei* d = Self(context);
   AvlKnoten n;
-  if (!ReadAt(d, KeyNodePosition(d->recordSize, element), &n, BBAUMLIB_NODE_SIZE)) return 0;
+  if (!SlotAllowed(d, element) || !ReadAt(d, KeyNodePosition(d->recordSize, element), &n, BBAUMLIB_NODE_SIZE)) {
+    return 0;
+  }
   *node = n;
   return 1;
 }
 
 int32_t WriteNodeToFile(void* context, int32_t element, const AvlKnoten* node) {
   BaumKeyDatei* d = Self(context);
+  if (!SlotAllowed(d, element)) return 0;
   return WriteAt(d, KeyNodePosition(d->recordSize, element), node, BBAUMLIB_NODE_SIZE) ? 1 : 0;
 }
 
@@ -60,8 +94,8 @@ int32_t CompareSlots(void* context, int32_t a, int32_t b) {
   BaumKeyDatei* d = Self(context);
   uint8_t ka[BBAUMLIB_KEY_SIZE] = {};
   uint8_t kb[BBAUMLIB_KEY_SIZE] = {};
-  ReadAt(d, KeyRecordPosition(d->recordSize, a) + kKeyOffset, ka, BBAUMLIB_KEY_SIZE);
-  ReadAt(d, KeyRecordPosition(d->recordSize, b) + kKeyOffset, kb, BBAUMLIB_KEY_SIZE);
+  if (SlotAllowed(d, a)) ReadAt(d, KeyRecordPosition(d->recordSize, a) + kKeyOffset, ka, BBAUMLIB_KEY_SIZE);
+  if (SlotAllowed(d, b)) ReadAt(d, KeyRecordPosition(d->recordSize, b) + kKeyOffset, kb, BBAUMLIB_KEY_SIZE);
   return CompareKeys(ka, kb);
 }
 
@@ -106,6 +140,30 @@ bool InSlotRange(const BaumKeyDatei* d, int32_t slot, int32_t lowest) {
 }  // namespace
 
 // ---- Shared helpers ----------------------------------------------------------
+
+TreeBound::TreeBound(const BaumKeyDatei* d) {
+  if (t_depth < static_cast<int>(sizeof t_saved / sizeof t_saved[0])) t_saved[t_depth] = t_bound;
+  ++t_depth;
+  t_bound.d = d;
+  t_bound.highest = ComputeHighestSlot(d);
+  t_bound.visit = nullptr;
+  t_bound.visits = 0;
+}
+
+AvlVisitFn TreeBound::CapVisits(AvlVisitFn visit) {
+  t_bound.visit = visit;
+  t_bound.visits = 0;
+  return BoundedVisit;
+}
+
+TreeBound::~TreeBound() {
+  --t_depth;
+  t_bound = t_depth < static_cast<int>(sizeof t_saved / sizeof t_saved[0]) ? t_saved[t_depth] : ActiveBound{};
+}
+
+int32_t HighestSlot(const BaumKeyDatei* d) {
+  return t_bound.d == d ? t_bound.highest : ComputeHighestSlot(d);
+}
 
 int64_t KeyRecordPosition(int32_t recordSize, int32_t slot) {
   return BBAUMLIB_HEADER_SIZE + static_cast<int64_t>(slot) * (static_cast<int64_t>(recordSize) + BBAUMLIB_NODE_SIZE);
@@ -159,7 +217,11 @@ bool ReadSlot(const BaumKeyDatei* d, int32_t slot, void* record) {
   return ReadAt(d, KeyRecordPosition(d->recordSize, slot), record, d->recordSize);
 }
 
+// Writes of slots inside a bounded operation stay within the bound; the
+// record writes outside one (creation, extension, the raw writes) are
+// checked against the slot count by their callers.
 bool WriteSlot(const BaumKeyDatei* d, int32_t slot, const void* record) {
+  if (t_bound.d == d && (slot < 0 || slot > t_bound.highest)) return false;
   return WriteAt(d, KeyRecordPosition(d->recordSize, slot), record, d->recordSize);
 }
 

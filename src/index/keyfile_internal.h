@@ -95,6 +95,31 @@ inline void PutI32(void* record, int32_t offset, int32_t v) {
   std::memcpy(static_cast<uint8_t*>(record) + offset, &v, 4);
 }
 
+// The slots a key operation may touch. The tree reads and writes nodes whose
+// numbers come from the file itself, and it checks none of them; a damaged
+// link could send a write gigabytes past the end of the file. So before the
+// tree runs, the operation fixes its bound once: the larger of the
+// configured slot count and the slots the file holds (a file extended by a
+// station with a larger count stays usable). Every node and key access of
+// the tree is checked against it; a read beyond it yields a cleared node, a
+// write beyond it is dropped. Reads within it are never refused, so no
+// rotation is cut short by the bound. The bound also caps a walk: a sound
+// tree visits each slot once, so a walk that would visit more often than
+// there are slots is following links back up the tree and is stopped.
+class TreeBound {
+ public:
+  explicit TreeBound(const BaumKeyDatei* d);
+  ~TreeBound();
+  // The visit function to give the tree for a walk: it calls `visit` at
+  // most once per slot of the bound and answers 0 after that.
+  AvlVisitFn CapVisits(AvlVisitFn visit);
+  TreeBound(const TreeBound&) = delete;
+  TreeBound& operator=(const TreeBound&) = delete;
+};
+// The highest slot an access through d may touch: the active TreeBound's
+// when one is set up for d, otherwise computed now from the open file.
+int32_t HighestSlot(const BaumKeyDatei* d);
+
 // One key record of the descriptor's record size, cleared.
 class KeyRecord {
  public:

@@ -71,8 +71,10 @@ bool OutsideTree(BaumKeyDatei* d, int32_t slot) {
 int32_t KeyFileFind(BaumKeyDatei* d, const void* record) {
   if (d == nullptr || record == nullptr) return 0;
   OpenScope open(d);
+  if (!open) return 0;
   SlotCache cache(d);
-  return open ? SearchKey(d, record) : 0;
+  TreeBound bound(d);
+  return SearchKey(d, record);
 }
 
 int32_t KeyFileAdd(BaumKeyDatei* d, void* record) {
@@ -80,6 +82,7 @@ int32_t KeyFileAdd(BaumKeyDatei* d, void* record) {
   OpenScope open(d);
   if (!open) return 0;
   SlotCache cache(d);
+  TreeBound bound(d);
   const int32_t existing = SearchKey(d, record);
   if (existing > 0) return existing;
 
@@ -115,6 +118,7 @@ int32_t KeyFileRemove(BaumKeyDatei* d, int32_t slot) {
   KeyRecord head(d);
   KeyRecord rec(d);
   if (!open || !head || !rec || !ReadSlot(d, slot, rec.bytes())) return 0;
+  TreeBound bound(d);
   // Only a slot that the tree really holds: a free slot's cleared key
   // could otherwise match, and remove, another slot's key.
   if (SearchKey(d, rec.bytes()) != slot) return 0;
@@ -134,7 +138,8 @@ int32_t KeyFileWalk(BaumKeyDatei* d, AvlVisitFn visit) {
   if (d == nullptr || visit == nullptr) return 0;
   OpenScope open(d);
   if (!open) return 0;
-  KeyFileSetVisit(d, visit);
+  TreeBound bound(d);
+  KeyFileSetVisit(d, bound.CapVisits(visit));
   const int32_t result = Walk(BavlInstance(), &d->tree);
   KeyFileRestoreVisit(d);
   return result;
@@ -182,6 +187,7 @@ int32_t KeyFileReorganise(BaumKeyDatei* d, AvlProgressFn clearTree, AvlProgressF
   KeyRecord head(d);
   KeyRecord rec(d);
   if (!open || !head || !rec || !ReadSlot(d, 0, head.bytes())) return 0;
+  TreeBound bound(d);
   const int32_t step = dba::ProgressStep(d->slotCount);
   NewBavlTree(&d->tree, d->slotCount, clearTree);
 

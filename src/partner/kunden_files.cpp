@@ -5,6 +5,7 @@
 
 #include "partner/kunden.h"
 #include "services/action.h"
+#include "services/cause.h"
 #include "services/fileio.h"
 #include "services/name_resolve.h"
 #include "services/sepa.h"
@@ -90,7 +91,11 @@ DbaFile& SecondCustomerFile() {
 
 const std::string& DataDirectory() { return Directory(); }
 
-bool InRange(int32_t number) { return number >= 1 && number <= KUNDEN_MAX; }
+bool InRange(int32_t number) {
+  if (number >= 1 && number <= KUNDEN_MAX) return true;
+  NoteFailure(Cause::kBadArgument, "customer number %d outside 1..%d", number, KUNDEN_MAX);
+  return false;
+}
 
 std::string DirectoryOf(const char* path) {
   char dir[kMaxPath] = {0};

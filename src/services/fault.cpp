@@ -7,9 +7,14 @@ namespace kv::fault {
 
 namespace {
 // -1 = disarmed; otherwise the number of calls still to let through.
-int32_t g_countdown[static_cast<int>(Kind::kCount)] = {-1, -1, -1, -1, -1, -1};
+int32_t g_countdown[static_cast<int>(Kind::kCount)];
 int32_t g_exitCountdown = -1;
 bool g_armed = false;
+// Every kind starts disarmed, however many kinds there are.
+[[maybe_unused]] const bool g_initialised = [] {
+  for (int32_t& c : g_countdown) c = -1;
+  return true;
+}();
 }  // namespace
 
 void Arm(Kind kind, int32_t after) {

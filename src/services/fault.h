@@ -8,7 +8,8 @@
 
 namespace kv::fault {
 
-enum class Kind { Open, Create, Read, Write, Allocate, Rename, kCount };
+// Throw: the next Storage_Allocate throws std::bad_alloc instead of returning.
+enum class Kind { Open, Create, Read, Write, Allocate, Rename, Throw, kCount };
 
 // Arms a fault: the call number `after` + 1 of that kind from now fails
 // (after = 0: the very next one). Each armed fault fires once.

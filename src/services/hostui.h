@@ -11,6 +11,9 @@ namespace kv {
 // Shows a message box (caption and text in Windows-1252). With KV_MB_YESNO
 // in flags it asks and returns KV_IDYES or KV_IDNO; otherwise KV_IDOK.
 int32_t HostMessageBox(const char* text, const char* caption, uint32_t flags);
+// Ends the process with exitCode after telling the host's fatal handler, or
+// without one after showing the message box (text, caption as above).
+[[noreturn]] void HostFatal(const char* text, const char* caption, int32_t exitCode);
 // MessageBeep.
 void HostBeep(uint32_t type);
 // Shows (true) or hides the wait cursor.

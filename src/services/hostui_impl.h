@@ -21,6 +21,7 @@ void SetQuestionHandler(KvQuestionHandler f, void* c);
 void SetBeepHandler(KvBeepHandler f, void* c);
 void SetWaitCursorHandler(KvWaitCursorHandler f, void* c);
 void SetProgressHandler(KvProgressHandler f, void* c);
+void SetFatalHandler(KvFatalHandler f, void* c);
 void ReportProgress(int32_t event, int32_t dialog, int32_t value, const char* text);
 
 }  // namespace kv

@@ -1,11 +1,14 @@
 #include "services/lock_ranges.h"
 
+#include <atomic>
+
 #include <climits>
 
 namespace kv {
 
 namespace {
-int32_t g_lock_timeout_ms = 10000;
+// Set by the host from any thread, read by every waiting lock.
+std::atomic<int32_t> g_lock_timeout_ms{10000};
 }  // namespace
 
 bool HeldRanges::Overlaps(int64_t position, int64_t length) const {

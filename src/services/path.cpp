@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "services/fileio.h"
+#include "services/platform.h"
 #include "services/ini.h"
 
 namespace kv {
@@ -26,17 +27,29 @@ size_t DirectoryLength(const char* path) {
 
 }  // namespace
 
+// The override is written by one thread and read by any: both sides hold a
+// mutex, and a reader gets its own copy.
 namespace {
 char g_module_override[kMaxPath] = "";
+Mutex& OverrideMutex() {
+  static Mutex m;
+  return m;
 }
+thread_local char t_override_copy[kMaxPath];
+}  // namespace
 
 void FileIO_SetModuleDirectoryOverride(const char* directory) {
-  if (!CopyPath(g_module_override, directory)) g_module_override[0] = '\0';
-  FileIO_MakePathName(g_module_override);
+  char fresh[kMaxPath];
+  if (!CopyPath(fresh, directory)) fresh[0] = '\0';
+  FileIO_MakePathName(fresh);
+  MutexLock lock(OverrideMutex());
+  std::memcpy(g_module_override, fresh, sizeof fresh);
 }
 
 const char* FileIO_ModuleDirectoryOverride() {
-  return g_module_override[0] != '\0' ? g_module_override : nullptr;
+  MutexLock lock(OverrideMutex());
+  std::memcpy(t_override_copy, g_module_override, sizeof t_override_copy);
+  return t_override_copy[0] != '\0' ? t_override_copy : nullptr;
 }
 
 bool CopyPath(char* dst, const char* src) {

@@ -3,6 +3,7 @@
 // from the platform folder (a compiled-in table, or the DLL's resources).
 #include "services/strings.h"
 
+#include <atomic>
 #include <cstring>
 
 #include "kvdata/kvhost.h"
@@ -11,7 +12,8 @@ namespace kv {
 
 namespace {
 
-int32_t g_language = KV_LANG_GERMAN;
+// Set by the host from any thread, read by every text lookup.
+std::atomic<int32_t> g_language{KV_LANG_GERMAN};
 
 }  // namespace
 

@@ -1,5 +1,7 @@
 // The number-range file: byte-exact counters, the missing-file question, the
 // fatal read error and the file that moves in from beside the library.
+#include <cstdio>
+#include <cstdlib>
 #include <functional>
 #include <string>
 #include <vector>
@@ -147,6 +149,32 @@ TEST_F(NummernDeathTest, ReadWithoutTheFileEndsTheProcessWithCode1) {
   kvtest::WriteFileBytes(Numbers(), PatternImage(800));
   EXPECT_EXIT((kv::fault::Arm(kv::fault::Kind::Allocate, 0), Nummern_NummernLesen(&value, 2)),
               ::testing::ExitedWithCode(1), "Malloc Error <-> NummernDBA");
+}
+
+// A host's fatal handler hears of the missing file in place of the message
+// box (a message box would end the child with code 3); whether it returns
+// or ends the process itself, the process does not go on.
+void TellAndReturn(const char* caption, const char* text, int32_t exitCode, void*) {
+  std::fprintf(stderr, "fatal handler: %s / %s / %d\n", caption, text, static_cast<int>(exitCode));
+}
+void TellAndExit7(const char*, const char*, int32_t, void*) { std::_Exit(7); }
+void MessageBoxShown(const char*, const char*, uint32_t, void*) { std::_Exit(3); }
+
+TEST_F(NummernDeathTest, AFatalHandlerIsToldFirstAndTheProcessEndsAllTheSame) {
+  int32_t value = 0;
+  auto readWith = [&](KvFatalHandler handler) {
+    KVHOST_SetMessageHandler(&MessageBoxShown, nullptr);
+    KVHOST_SetFatalHandler(handler, nullptr);
+    Nummern_NummernLesen(&value, 2);
+    std::_Exit(0);  // never reached: the read does not come back
+  };
+  EXPECT_EXIT(readWith(&TellAndReturn), ::testing::ExitedWithCode(1),
+              "fatal handler: KALVORA / File Error <-> NummernDBA / 1");
+  EXPECT_EXIT(readWith(&TellAndExit7), ::testing::ExitedWithCode(7), "");
+  // Removing the handler brings the message back.
+  EXPECT_EXIT((KVHOST_SetFatalHandler(&TellAndReturn, nullptr), KVHOST_SetFatalHandler(nullptr, nullptr),
+               Nummern_NummernLesen(&value, 2)),
+              ::testing::ExitedWithCode(1), "KALVORA: File Error <-> NummernDBA");
 }
 
 // Stands in for the library's own directory for one test, so that no file

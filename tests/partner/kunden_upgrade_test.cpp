@@ -42,7 +42,9 @@ Bytes OldRecord(int size, int customer, const char* country, const char* bankCod
     if (m.toSize == 0) {
       for (int i = 0; i < m.size; ++i) b[m.from + i] = static_cast<uint8_t>(customer * 16 + m.from + i);
     } else {
-      PutString(b, m.from, m.size, "C" + std::to_string(customer) + "@" + std::to_string(m.from) + "xxxxxxxxxxxxxxxxxxx");
+      PutString(b, m.from, m.size,
+                std::string("C").append(std::to_string(customer)).append("@").append(std::to_string(m.from)) +
+                    "xxxxxxxxxxxxxxxxxxx");
     }
   }
   kvtest::PutI32(b, 0, 1);
@@ -71,7 +73,7 @@ Bytes Moved(const Bytes& old, bool withExtensionWords = true) {
 std::string g_message;
 int g_beeps = 0;
 void KV_CALLBACK OnMessage(const char* caption, const char* text, uint32_t flags, void*) {
-  g_message = std::string(caption) + "|" + std::to_string(flags) + "|" + text;
+  g_message = std::string(caption) + std::string("|").append(std::to_string(flags)) + "|" + text;
 }
 void KV_CALLBACK OnBeep(uint32_t, void*) { ++g_beeps; }
 
@@ -194,7 +196,7 @@ TEST_F(KundenUpgradeTest, OldestFormatTakesTheExtensionFileIntoTheRecord) {
     Bytes e(100, 0);
     kvtest::PutI32(e, 0, 1);
     for (int j = 4; j < 100; ++j) e[j] = static_cast<uint8_t>(0x40 + i + j);
-    PutString(e, 8, 9, "1001001" + std::to_string(i));
+    PutString(e, 8, 9, std::string("1001001").append(std::to_string(i)));
     PutString(e, 17, 11, std::to_string(1000 * i));
     ext.push_back(e);
   }
@@ -209,8 +211,8 @@ TEST_F(KundenUpgradeTest, OldestFormatTakesTheExtensionFileIntoTheRecord) {
     Bytes want = Moved(old[n - 1], false);
     std::memcpy(&want[600], ext[n - 1].data(), 100);
     EXPECT_EQ(Customer(n), want) << n;
-    EXPECT_EQ(BankItem(n), kvtest::SearchEntry(24, "1001001" + std::to_string(n), std::to_string(1000 * n)));
-    EXPECT_EQ(NameItem(n), kvtest::SearchEntry(12, "C" + std::to_string(n) + "@81xx"));
+    EXPECT_EQ(BankItem(n), kvtest::SearchEntry(24, std::string("1001001").append(std::to_string(n)), std::to_string(1000 * n)));
+    EXPECT_EQ(NameItem(n), kvtest::SearchEntry(12, std::string("C").append(std::to_string(n)) + "@81xx"));
   }
   // The freed customer stays free.
   EXPECT_EQ(KundenDBA_NeuerKunde(), 3);
@@ -224,7 +226,7 @@ TEST_F(KundenUpgradeTest, OldestFormatLeavesNoSearchEntriesForFreedNumbers) {
   for (int i = 1; i <= 12; ++i) {
     old.push_back(OldRecord(438, i, "D", "", ""));
     Bytes e(100, 0);
-    PutString(e, 8, 9, "1001001" + std::to_string(i % 10));
+    PutString(e, 8, 9, std::string("1001001").append(std::to_string(i % 10)));
     PutString(e, 17, 11, std::to_string(i));
     ext.push_back(e);
   }

@@ -37,12 +37,14 @@
 #include <string>
 #include <vector>
 
+#include "services/cause.h"
 #include "services/fault.h"
 #include "services/fileio.h"
 #include "services/fileio_list.h"
 #include "services/lock_ranges.h"
 #include "services/lockfile_mark.h"
 #include "services/platform.h"
+#include "services/syserror.h"
 
 namespace kv {
 
@@ -54,6 +56,8 @@ struct HandleInfo {
   int64_t position = 0;       // where the next read or write starts
   bool append = false;        // writes go to the end (O_APPEND)
 };
+
+std::string HandlePath(FileHandle h);
 
 Mutex& TableMutex() {
   static Mutex m;
@@ -85,14 +89,20 @@ void SetPosition(FileHandle h, int64_t position) {
   if (it != Handles().end()) it->second.position = position;
 }
 
-// Moves count bytes at position with pread or pwrite, going on after a
-// partial transfer; the bytes moved.
+// Moves count bytes with read/pread or write/pwrite, going on after a
+// partial transfer; the bytes moved. A failed system call is recorded as the
+// call's cause, and so is a write that moves nothing (a full disk); a read
+// that meets the end of the file is no failure here.
 template <typename Transfer>
-int32_t TransferAt(int32_t count, Transfer transfer) {
+int32_t TransferAt(int fd, bool writing, int32_t count, Transfer transfer) {
   int32_t done = 0;
   while (done < count) {
     ssize_t n = transfer(done);
     if (n < 0 && errno == EINTR) continue;
+    if (n < 0 || (n == 0 && writing)) {
+      NoteSystemFailure(n < 0 ? LastSystemError() : ENOSPC, "%s %s", writing ? "write" : "read",
+                        HandlePath(fd).c_str());
+    }
     if (n <= 0) break;
     done += static_cast<int32_t>(n);
   }
@@ -108,21 +118,37 @@ FileHandle Register(int fd, const std::string& deletePath = {}) {
   return fd;
 }
 
+// Opens a regular file and nothing else. A FIFO, a device or a socket in
+// place of a data file would block the open (a FIFO without a writer) or
+// every read after it, and a process holding the log lock meanwhile would
+// stop a whole installation. So the open itself never waits (O_NONBLOCK),
+// fstat decides, and anything but a regular file fails like a missing one.
+// Regular files ignore O_NONBLOCK; it is cleared anyway so that the handle
+// behaves exactly as a plain open would.
+int OpenRegular(const std::string& p, int flags) {
+  int fd;
+  do {
+    fd = ::open(p.c_str(), flags | O_CLOEXEC | O_NONBLOCK, 0666);
+  } while (fd < 0 && errno == EINTR);
+  if (fd < 0) return -1;
+  struct stat st;
+  if (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
+    ::close(fd);
+    errno = ENOENT;
+    return -1;
+  }
+  const int status = fcntl(fd, F_GETFL);
+  if (status == -1 || fcntl(fd, F_SETFL, status & ~O_NONBLOCK) == -1) {
+    ::close(fd);
+    return -1;
+  }
+  return fd;
+}
+
 FileHandle OpenWith(const char* path, int flags, fault::Kind kind) {
   std::string p = NativePath(path);
   if (p.empty() || fault::Fire(kind)) return kInvalidHandle;
-  int fd;
-  do {
-    fd = ::open(p.c_str(), flags | O_CLOEXEC, 0666);
-  } while (fd < 0 && errno == EINTR);
-  if (fd >= 0) {
-    struct stat st;
-    if (fstat(fd, &st) != 0 || S_ISDIR(st.st_mode)) {
-      ::close(fd);
-      return kInvalidHandle;
-    }
-  }
-  return Register(fd);
+  return Register(OpenRegular(p, flags));
 }
 
 // One attempt at the kernel lock; true when taken.
@@ -156,7 +182,12 @@ int32_t LockRange(FileHandle h, int64_t position, int64_t length, bool wait) {
     return errno == EAGAIN || errno == EACCES || errno == EINTR ? LockAttempt::kBusy
                                                                 : LockAttempt::kFailed;
   });
-  if (!taken) return 0;
+  if (!taken) {
+    NoteFailure(Cause::kLocked, "lock %s bytes %lld..%lld: held by another handle%s",
+                HandlePath(h).c_str(), static_cast<long long>(position),
+                static_cast<long long>(position + length - 1), wait ? " past the time-out" : "");
+    return 0;
+  }
   MutexLock lock(TableMutex());
   auto it = Handles().find(h);
   if (it != Handles().end()) it->second.locks.Add(position, length);
@@ -173,6 +204,25 @@ void FillFindData(const std::string& dir, const char* name, FindData* out) {
     out->lastWrite = st.st_mtime;
     out->isDirectory = S_ISDIR(st.st_mode) ? 1 : 0;
   }
+}
+
+// Records why an open failed (the caller may still go on, e.g. create the
+// file; then nothing is reported).
+FileHandle NoteOpen(const char* operation, const char* path, FileHandle h) {
+  if (h != kInvalidHandle) return h;
+  int32_t error = LastSystemError();
+  if (error == 0) error = EIO;  // refused here (a directory, a fault test)
+  NoteSystemFailure(error, "%s %s", operation, path ? path : "(null)");
+  return h;
+}
+
+// The file a handle refers to, for messages ("" when it cannot be told).
+std::string HandlePath(FileHandle h) {
+  char link[64], target[PATH_MAX];
+  std::snprintf(link, sizeof link, "/proc/self/fd/%d", static_cast<int>(h));
+  ssize_t n = ::readlink(link, target, sizeof target - 1);
+  if (n <= 0) return "handle " + std::to_string(h);
+  return std::string(target, static_cast<size_t>(n));
 }
 
 }  // namespace
@@ -198,10 +248,17 @@ bool ListDirectoryMatches(const char* pattern, bool directories, std::vector<Fin
   return true;
 }
 
-FileHandle FileIO_OpenRWS(const char* path) { return OpenWith(path, O_RDWR, fault::Kind::Open); }
-FileHandle FileIO_OpenROS(const char* path) { return OpenWith(path, O_RDONLY, fault::Kind::Open); }
+FileHandle FileIO_OpenRWS(const char* path) {
+  errno = 0;
+  return NoteOpen("open", path, OpenWith(path, O_RDWR, fault::Kind::Open));
+}
+FileHandle FileIO_OpenROS(const char* path) {
+  errno = 0;
+  return NoteOpen("open", path, OpenWith(path, O_RDONLY, fault::Kind::Open));
+}
 FileHandle FileIO_CreateRWS(const char* path) {
-  return OpenWith(path, O_RDWR | O_CREAT | O_TRUNC, fault::Kind::Create);
+  errno = 0;
+  return NoteOpen("create", path, OpenWith(path, O_RDWR | O_CREAT | O_TRUNC, fault::Kind::Create));
 }
 
 void FileIO_Close(FileHandle h) {
@@ -251,7 +308,7 @@ int32_t FileIO_Read(FileHandle h, void* buffer, int32_t count) {
   if (buffer == nullptr || count <= 0 || !PositionOf(h, &position)) return 0;
   if (fault::Fire(fault::Kind::Read)) return 0;
   char* p = static_cast<char*>(buffer);
-  const int32_t done = TransferAt(count, [&](int32_t at) {
+  const int32_t done = TransferAt(h, false, count, [&](int32_t at) {
     return ::pread(h, p + at, static_cast<size_t>(count - at), static_cast<off_t>(position + at));
   });
   SetPosition(h, position + done);
@@ -269,12 +326,14 @@ int32_t FileIO_Write(FileHandle h, const void* buffer, int32_t count) {
   if (buffer == nullptr || count <= 0 || !PositionOf(h, &position, &append)) return 0;
   // A fault is a short write: half of the bytes reach the file, as on a
   // full disk.
-  const int32_t want = fault::Fire(fault::Kind::Write) ? count / 2 : count;
+  const bool cut = fault::Fire(fault::Kind::Write);
+  if (cut) NoteSystemFailure(ENOSPC, "write %s", HandlePath(h).c_str());
+  const int32_t want = cut ? count / 2 : count;
   const char* p = static_cast<const char*>(buffer);
   if (append) {  // the kernel's offset follows the end (see FileIO_GetPos)
-    return TransferAt(want, [&](int32_t at) { return ::write(h, p + at, static_cast<size_t>(want - at)); });
+    return TransferAt(h, true, want, [&](int32_t at) { return ::write(h, p + at, static_cast<size_t>(want - at)); });
   }
-  const int32_t done = TransferAt(want, [&](int32_t at) {
+  const int32_t done = TransferAt(h, true, want, [&](int32_t at) {
     return ::pwrite(h, p + at, static_cast<size_t>(want - at), static_cast<off_t>(position + at));
   });
   SetPosition(h, position + done);
@@ -370,10 +429,9 @@ int32_t FileIO_RenameFile(const char* oldPath, const char* newPath) {
 int32_t FileIO_CopyFile(const char* source, const char* target, int32_t failIfExists) {
   std::string from = NativePath(source), to = NativePath(target);
   if (from.empty() || to.empty()) return 0;
-  int in = ::open(from.c_str(), O_RDONLY | O_CLOEXEC);
+  int in = OpenRegular(from, O_RDONLY);
   if (in < 0) return 0;
-  int flags = O_WRONLY | O_CREAT | O_CLOEXEC | (failIfExists ? O_EXCL : O_TRUNC);
-  int out = ::open(to.c_str(), flags, 0666);
+  int out = OpenRegular(to, O_WRONLY | O_CREAT | (failIfExists ? O_EXCL : O_TRUNC));
   if (out < 0) {
     ::close(in);
     return 0;

@@ -30,6 +30,7 @@
 #include <string>
 #include <vector>
 
+#include "services/cause.h"
 #include "services/fault.h"
 #include "services/fileio.h"
 #include "services/fileio_list.h"
@@ -87,7 +88,18 @@ void SetPosition(FileHandle h, int64_t position) {
   if (h >= 0 && static_cast<size_t>(h) < Slots().size()) Slots()[static_cast<size_t>(h)].position = position;
 }
 
+// Only disk files are data files. A named pipe, a console or a device
+// ("NUL", "COM1", "\\.\pipe\x") in place of one could block every read;
+// such a handle is closed again and the open fails like a missing file.
+HANDLE DiskFileOnly(HANDLE handle) {
+  if (handle == INVALID_HANDLE_VALUE || GetFileType(handle) == FILE_TYPE_DISK) return handle;
+  CloseHandle(handle);
+  SetLastError(ERROR_FILE_NOT_FOUND);
+  return INVALID_HANDLE_VALUE;
+}
+
 FileHandle Register(HANDLE handle, bool append = false) {
+  handle = DiskFileOnly(handle);
   if (handle == INVALID_HANDLE_VALUE) return kInvalidHandle;
   Slot slot;
   slot.handle = handle;
@@ -161,7 +173,12 @@ int32_t LockRange(FileHandle h, int64_t position, int64_t length, bool wait) {
                ? LockAttempt::kBusy
                : LockAttempt::kFailed;
   });
-  if (!taken) return 0;
+  if (!taken) {
+    NoteFailure(Cause::kLocked, "lock bytes %lld..%lld of handle %d: held by another handle%s",
+                static_cast<long long>(position), static_cast<long long>(position + length - 1),
+                static_cast<int>(h), wait ? " past the time-out" : "");
+    return 0;
+  }
   MutexLock lock(TableMutex());
   Slots()[static_cast<size_t>(h)].locks.Add(position, length);
   return 1;
@@ -253,14 +270,29 @@ bool ListDirectoryMatches(const char* pattern, bool directories, std::vector<Fin
   return true;
 }
 
+// Records why an open failed (the caller may still go on, e.g. create the
+// file; then nothing is reported).
+static FileHandle NoteOpen(const char* operation, const char* path, FileHandle h) {
+  if (h != kInvalidHandle) return h;
+  DWORD error = GetLastError();
+  if (error == ERROR_SUCCESS) error = ERROR_GEN_FAILURE;  // refused here (a fault test)
+  NoteSystemFailure(static_cast<int32_t>(error), "%s %s", operation, path ? path : "(null)");
+  return h;
+}
+
 FileHandle FileIO_OpenRWS(const char* path) {
-  return OpenWith(path, GENERIC_READ | GENERIC_WRITE, OPEN_EXISTING, fault::Kind::Open);
+  SetLastError(ERROR_SUCCESS);
+  return NoteOpen("open", path,
+                  OpenWith(path, GENERIC_READ | GENERIC_WRITE, OPEN_EXISTING, fault::Kind::Open));
 }
 FileHandle FileIO_OpenROS(const char* path) {
-  return OpenWith(path, GENERIC_READ, OPEN_EXISTING, fault::Kind::Open);
+  SetLastError(ERROR_SUCCESS);
+  return NoteOpen("open", path, OpenWith(path, GENERIC_READ, OPEN_EXISTING, fault::Kind::Open));
 }
 FileHandle FileIO_CreateRWS(const char* path) {
-  return OpenWith(path, GENERIC_READ | GENERIC_WRITE, CREATE_ALWAYS, fault::Kind::Create);
+  SetLastError(ERROR_SUCCESS);
+  return NoteOpen("create", path,
+                  OpenWith(path, GENERIC_READ | GENERIC_WRITE, CREATE_ALWAYS, fault::Kind::Create));
 }
 
 void FileIO_Close(FileHandle h) {
@@ -359,6 +391,11 @@ int32_t FileIO_Write(FileHandle h, const void* buffer, int32_t count) {
     done += n;
   }
   if (!append) SetPosition(h, position + static_cast<int64_t>(done));
+  if (done < static_cast<DWORD>(count)) {
+    DWORD error = GetLastError();
+    NoteSystemFailure(static_cast<int32_t>(error == ERROR_SUCCESS ? ERROR_DISK_FULL : error),
+                      "write to handle %d", static_cast<int>(h));
+  }
   return static_cast<int32_t>(done);
 }
 
@@ -459,9 +496,11 @@ int32_t FileIO_CopyFile(const char* source, const char* target, int32_t failIfEx
   if (from.empty() || to.empty()) return 0;
   HANDLE in = CreateFileA(from.c_str(), GENERIC_READ, kShareAll, nullptr, OPEN_EXISTING,
                           FILE_ATTRIBUTE_NORMAL | FILE_FLAG_SEQUENTIAL_SCAN, nullptr);
+  in = DiskFileOnly(in);
   if (in == INVALID_HANDLE_VALUE) return 0;
-  HANDLE out = CreateFileA(to.c_str(), GENERIC_WRITE, kShareAll, nullptr,
-                           failIfExists ? CREATE_NEW : CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+  HANDLE out = DiskFileOnly(CreateFileA(to.c_str(), GENERIC_WRITE, kShareAll, nullptr,
+                                        failIfExists ? CREATE_NEW : CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL,
+                                        nullptr));
   if (out == INVALID_HANDLE_VALUE) {
     CloseHandle(in);
     return 0;
