@@ -15,10 +15,20 @@
  * and its customer (Kunde, kundendba.h; only for a customer number != 0).
  *
  * Locks: an item's 142 bytes are locked around every read-modify-write of
- * it; record 0 around allocation; the article record lock around article
- * head updates; the function lock "LCK_BEZLIB" plus the designation's record
- * lock around designation head updates; customer heads take no lock. The
- * item's lock is always taken before a head's lock.
+ * it; record 0 around allocation. A change of an item's chains takes, in
+ * this order: the item's own lock; the locks of the other items it touches
+ * (neighbours, the tail it appends to), only tried, never waited for; the
+ * function lock "LCK_BEZLIB" when a designation chain changes; then the
+ * head records' locks (article, designation, customers by ascending
+ * number). When another item is busy, the operation lets every lock go,
+ * its item's own included, pauses briefly and starts again from a fresh
+ * read, for up to the host lock time-out. It writes only once it holds all
+ * it needs: a change that cannot get its locks writes nothing, and the
+ * operation (new item, delete, sale, exchange, return) fails with 0 and
+ * leaves the item as it was. A caller of the chain functions below that
+ * holds other items' locks itself must take them in the same way (try,
+ * and let go when busy), or two stations can wait for each other until the
+ * time-out.
  *
  * Identifiers outside 0 .. N, null records and short reads or writes give
  * the failure result and write nothing. */
@@ -242,16 +252,20 @@ KV_API int32_t Database_BlockWriteET(int32_t handle, int32_t first, const void* 
 KV_API int32_t DATABASE_FreieIdentnummer(void);
 /* Allocates an identifier under record 0's lock, links the item (the caller
  * sets DATABASE_FLAG_BENUTZT) into its chains, stamps its creation time and
- * writes it: the identifier, or 0 (nothing allocated). */
+ * writes it: the identifier, or 0 (nothing allocated, no chain changed). */
 KV_API int32_t DATABASE_NeuesTeil(const void* record);
 /* The same under a given identifier, under that record's lock; record 0's
  * last identifier is not touched. The identifier, or 0. */
 KV_API int32_t DATABASE_NeuesTeilMitID(int32_t id, const void* record);
 /* Links the in-memory record of item id into its article, designation and
- * (customer != 0) customer chains; 1 when all succeeded. On a failure the
- * chains already joined are left again. The caller writes the record. */
+ * (customer != 0) customer chains; 1 when all succeeded. The locks of all
+ * three are gathered first: on a failure no chain was changed. The caller
+ * holds item id's lock and writes the record. A neighbour busy at another
+ * station is retried here (locks the caller holds are kept) for up to the
+ * lock time-out. */
 KV_API int32_t DATABASE_EinzelteilEinzeigern(int32_t id, void* record);
-/* Unlinks the in-memory record from all its chains: 1 when all succeeded. */
+/* Unlinks the in-memory record from all its chains: 1 when all succeeded;
+ * on a refused lock no chain was changed (0). */
 KV_API int32_t DATABASE_EinzelteilAuszeigern(void* record);
 /* Appends item id (record in memory, links reset) to the tail of one chain
  * and updates the old tail item and the head: 1 on success. A designation
@@ -266,7 +280,9 @@ KV_API int32_t DATABASE_RemoveETfromARTKette(void* record);
 KV_API int32_t DATABASE_RemoveETfromBEZKette(void* record);
 KV_API int32_t DATABASE_RemoveETfromKUNDKette(void* record);
 /* Deletes item id (1 .. N-1): unlinks and clears it under its lock, then
- * removes its EAN entry and its extras. The result of the item's write. */
+ * removes its EAN entry and its extras. The result of the item's write; 0
+ * (item and chains exactly as they were) when the locks of its neighbours
+ * or heads could not be had within the lock time-out. */
 KV_API int32_t DATABASE_AltesTeilLoeschen(int32_t id);
 /* The item's VAT code, -1 when the file cannot be opened or the read fails. */
 KV_API int32_t DATABASE_GetEinzelteilMWST_Satz(int32_t id);
@@ -301,14 +317,17 @@ KV_API int32_t DATABASE_GetMenge(const void* record);
 
 /* Sale: refused (0) for an item not in use or a return; sets sold and the
  * sale attributes, moves the item to the booking's customer chain, writes:
- * 1 when written. */
+ * 1 when written. 0, nothing written, when the move's locks could not be
+ * had within the lock time-out. A customer whose record cannot be read
+ * leaves the item outside every customer chain (still written). */
 KV_API int32_t DATABASE_EinzelteilVerkaufen(const void* booking);
 /* The sale's field changes on a record in memory; the customer is set and
  * its links zeroed without touching a chain. 1, or 0 for a return. */
 KV_API int32_t DATABASE_EinzelteilVerkauf_to_ET(const void* booking, void* record);
 /* Exchange: clears the return bit and sets the time; a sold item becomes
  * unsold, leaves its customer chain and takes its article's VAT code. The
- * write's result; 0 for an item not in use. */
+ * write's result; 0 for an item not in use, and 0 with nothing written when
+ * the chain's locks could not be had within the lock time-out. */
 KV_API int32_t DATABASE_EinzelteilUmtauschen(const void* booking, uint16_t time);
 /* The exchange on a record in memory (no chain, VAT code kept): non-zero
  * when the item was sold. */

@@ -7,14 +7,26 @@
 // appended at the tail, so a chain lists its items in the order they were
 // linked.
 //
-// Guards: a neighbour's single link is changed under that item's record
-// lock. The article head is changed under the article's record lock; the
-// designation head under the function lock "LCK_BEZLIB" (serialising the
-// whole chain update across stations) plus the designation's record lock;
-// the customer head under the customer's record lock. The caller holds the lock of the item it
-// links (always before any head lock) and writes that item itself.
+// Lock order. Every change of the chains of one item (link, unlink, the
+// move between customers of a sale or an exchange) first gathers all the
+// locks it needs and only then writes:
+//   1. the item's own record lock (held by the caller);
+//   2. the record locks of the other items it touches (its neighbours, the
+//      tails it appends to), only ever tried: when one is busy, everything
+//      taken so far is let go and the caller starts again after a short,
+//      random pause from a fresh read, for as long as the lock time-out;
+//   3. the function lock "LCK_BEZLIB" when a designation chain changes;
+//   4. the head records' locks: article, designation, then customers by
+//      ascending number.
+// Nobody waits for an item's lock while holding any other lock, so two
+// stations can no longer wait for each other in a circle. A change that
+// cannot get all its locks writes nothing; the tail an append saw before its
+// locks is checked again under the head's lock.
+#include <algorithm>
 #include <cstring>
+#include <memory>
 #include <optional>
+#include <vector>
 
 #include "article/database.h"
 #include "kvdata/artlib.h"
@@ -30,7 +42,6 @@ namespace {
 
 constexpr const char* kBezLock = "LCK_BEZLIB";
 constexpr int32_t kBezLockWaitMs = 10000;
-constexpr int32_t kTailRetryMs = 20;
 
 // Where a chain's links lie in the item.
 struct Links {
@@ -133,88 +144,6 @@ class CustomerHead : public HeadStore {
   std::optional<partner::CustomerLock> lock_;
 };
 
-// Sets one link of item id on disk under the item's record lock. Given
-// `busy`, a record locked elsewhere is not waited for: false, *busy = true.
-bool set_link(int32_t id, int32_t Einzelteil::*field, int32_t value, bool* busy = nullptr) {
-  if (open() == kInvalidHandle) return false;
-  bool ok = false;
-  const bool locked = (busy == nullptr ? lock(id) : try_lock(id)) == 1;
-  if (busy != nullptr) *busy = !locked;
-  if (locked) {
-    Einzelteil n;
-    if (read(id, &n) == 1) {
-      n.*field = value;
-      ok = write(id, &n) == 1;
-    }
-    unlock(id);
-  }
-  close();
-  return ok;
-}
-
-// Append: the old tail's next and r's prev point at each other, the head's
-// last (and, for an empty chain, its first) becomes id.
-//
-// The tail is linked while the head's lock is held, but the tail's own
-// record lock may belong to a station that is moving that very item out of
-// this chain and now waits for the head's lock: each would wait for the
-// other until the lock time-out, and one of them would drop a link. So the
-// tail is only tried; when it is busy the head is let go for a moment (the
-// other station finishes its move) and the append starts again from the
-// head as it is then, for as long as the lock time-out allows.
-bool append(int32_t id, Einzelteil& r, Links links, HeadStore& store) {
-  r.*links.prev = 0;
-  r.*links.next = 0;
-  const int32_t patienceMs = FileIO_GetLockTimeout();
-  for (int32_t waited = 0;; waited += kTailRetryMs) {
-    if (!store.open()) return false;
-    Head h;
-    bool ok = store.read(h);
-    bool tailBusy = false;
-    if (ok && h.last != 0) {
-      ok = set_link(h.last, links.next, id, &tailBusy);
-      if (ok) r.*links.prev = h.last;
-    } else if (ok) {
-      h.first = id;
-    }
-    if (ok) {
-      h.last = id;
-      ok = store.write(h);
-    }
-    store.close();
-    if (ok || !tailBusy || waited >= patienceMs) return ok;
-    SleepMs(kTailRetryMs);
-  }
-}
-
-// Remove: the neighbours are joined, the head follows when r was at an
-// end. `emptied` tells whether the chain is empty afterwards.
-bool detach(Einzelteil& r, Links links, HeadStore& store, Head* after) {
-  int32_t prev = r.*links.prev;
-  int32_t next = r.*links.next;
-  bool ok = true;
-  if (prev != 0) ok = set_link(prev, links.next, next) && ok;
-  if (next != 0) ok = set_link(next, links.prev, prev) && ok;
-  if (!store.open()) return false;
-  Head h;
-  bool headOk = store.read(h);
-  if (headOk) {
-    if (prev != 0 && next == 0) {
-      h.last = prev;
-    } else if (prev == 0 && next != 0) {
-      h.first = next;
-    } else if (prev == 0 && next == 0) {
-      h = Head{};
-    }
-    headOk = store.write(h);
-  }
-  store.close();
-  if (after != nullptr) *after = h;
-  r.*links.prev = 0;
-  r.*links.next = 0;
-  return ok && headOk;
-}
-
 // Designation head updates run under the function lock "LCK_BEZLIB" and
 // leave a START / ENDED pair in the lock log.
 class BezBlocking {
@@ -223,6 +152,8 @@ class BezBlocking {
   ~BezBlocking() {
     if (held_) KVLOCKDB_Blocking_Stop(kBezLock);
   }
+  BezBlocking(const BezBlocking&) = delete;
+  BezBlocking& operator=(const BezBlocking&) = delete;
   bool held() const { return held_; }
 
  private:
@@ -233,83 +164,350 @@ void log_event(const char* function, int32_t w1, int32_t w2, int32_t w3) {
   KVLOCKDB_Log_Event("SAME IP", "SAME USER", function, w1, w2, w3);
 }
 
+constexpr int32_t kMinPauseMs = 2;
+constexpr int32_t kMaxPauseMs = 25;
+
+enum Kind { kArticleChain = 0, kDesignationChain = 1, kCustomerChain = 2 };
+
+Links links_of(Kind k) { return k == kArticleChain ? kArticle : k == kDesignationChain ? kDesignation : kCustomer; }
+
+// The head record of one chain, read without its lock (to learn the tail
+// or whether the head exists at all).
+bool peek(Kind k, int32_t owner, Head& h) {
+  if (k == kCustomerChain) return partner::ReadChainHeads(owner, &h.first, &h.last) == 1;
+  bool ok = false;
+  if (k == kArticleChain) {
+    ArtikelRecord a;
+    if (ARTLIB_OeffneDatenbank() == -1) return false;
+    ok = owner != 0 && ARTLIB_LeseArtikel(owner, &a) == 1;
+    if (ok) h = {a.firstItem, a.lastItem};
+    ARTLIB_SchliesseDatenbank();
+  } else {
+    Bezeichnung b;
+    if (BEZLIB_OeffneDatenbank() == -1) return false;
+    ok = BEZLIB_LeseBezeichnung(owner, &b) == 1;
+    if (ok) h = {b.firstItem, b.lastItem};
+    BEZLIB_SchliesseDatenbank();
+  }
+  return ok;
+}
+
+std::unique_ptr<HeadStore> make_head(Kind k, int32_t owner) {
+  if (k == kArticleChain) return std::make_unique<ArticleHead>(owner);
+  if (k == kDesignationChain) return std::make_unique<DesignationHead>(owner);
+  return std::make_unique<CustomerHead>(owner);
+}
+
+// Record locks of other items, taken only by trying and released together.
+// The caller's own item and records this handle already holds are not taken
+// (and so not released) here.
+class ItemLocks {
+ public:
+  explicit ItemLocks(int32_t own) : own_(own) {}
+  ~ItemLocks() {
+    for (int32_t id : held_) unlock(id);
+  }
+  ItemLocks(const ItemLocks&) = delete;
+  ItemLocks& operator=(const ItemLocks&) = delete;
+  bool take(int32_t id) {
+    if (id == 0 || id == own_ || std::find(held_.begin(), held_.end(), id) != held_.end()) return true;
+    if (holds_lock(id) == 1) return true;
+    if (try_lock(id) != 1) return false;
+    held_.push_back(id);
+    return true;
+  }
+
+ private:
+  int32_t own_;
+  std::vector<int32_t> held_;
+};
+
+// One link of item id set on disk; the caller holds the item's lock.
+bool set_field(int32_t id, int32_t Einzelteil::*field, int32_t value) {
+  Einzelteil n;
+  if (read(id, &n) != 1) return false;
+  n.*field = value;
+  return write(id, &n) == 1;
+}
+
+// One chain step of a change: append id to owner's chain, or take r out
+// of it.
+struct Step {
+  Step(Kind k, int32_t o, bool a) : kind(k), owner(o), add(a) {}
+  Kind kind;
+  int32_t owner;
+  bool add;
+  // An append to a head that cannot be read is left out (the item stays
+  // outside that chain) instead of failing the change.
+  bool optional = false;
+  bool skip = false;      // an optional append left out
+  bool headless = false;  // removal from a chain whose head cannot be read
+  int32_t tail = 0;       // the tail an append saw before its locks
+  Head head;
+  std::unique_ptr<HeadStore> store;
+};
+
+// Heads opened (locked) so far, closed in reverse order.
+class OpenHeads {
+ public:
+  ~OpenHeads() {
+    for (auto it = open_.rbegin(); it != open_.rend(); ++it) (*it)->close();
+  }
+  bool open(HeadStore& h) {
+    if (!h.open()) return false;
+    open_.push_back(&h);
+    return true;
+  }
+
+ private:
+  std::vector<HeadStore*> open_;
+};
+
+ChainResult apply_steps(int32_t id, Einzelteil& r, std::vector<Step>& steps) {
+  // Items first, only tried.
+  ItemLocks items(id);
+  bool designation = false;
+  for (Step& s : steps) {
+    Links l = links_of(s.kind);
+    Head seen;
+    const bool readable = peek(s.kind, s.owner, seen);
+    if (s.add) {
+      if (!readable) {
+        if (!s.optional) return ChainResult::kFailed;
+        s.skip = true;
+        continue;
+      }
+      if (seen.last == id) return ChainResult::kFailed;  // already its tail: linking again would loop it
+      s.tail = seen.last;
+      if (!items.take(s.tail)) return ChainResult::kBusy;
+    } else {
+      s.headless = !readable;
+      if (!items.take(r.*l.prev) || !items.take(r.*l.next)) return ChainResult::kBusy;
+    }
+    if (s.kind == kDesignationChain) designation = true;
+  }
+
+  // Then the function lock, then the heads in their fixed order.
+  std::optional<BezBlocking> bez;
+  if (designation) {
+    bez.emplace();
+    if (!bez->held()) return ChainResult::kFailed;
+  }
+  std::vector<Step*> order;
+  for (Step& s : steps)
+    if (!s.skip && !s.headless) order.push_back(&s);
+  std::sort(order.begin(), order.end(), [](const Step* a, const Step* b) {
+    return a->kind != b->kind ? a->kind < b->kind : a->owner < b->owner;
+  });
+  bool ok = true;
+  bool complete = true;
+  int32_t emptied = 0;
+  {
+  OpenHeads heads;
+  for (Step* s : order) {
+    s->store = make_head(s->kind, s->owner);
+    if (!heads.open(*s->store) || !s->store->read(s->head)) return ChainResult::kFailed;
+    // Another station appended or removed the tail meanwhile: start again.
+    if (s->add && s->head.last != s->tail) return ChainResult::kBusy;
+  }
+
+  // Everything is held: write.
+  for (Step& s : steps) {
+    if (s.skip) continue;
+    Links l = links_of(s.kind);
+    if (s.kind == kDesignationChain) {
+      log_event(s.add ? "START DATABASE_AddETtoBEZKette" : "START DATABASE_RemoveETfromBEZKette", s.owner, 0, 0);
+    }
+    if (s.add) {
+      if (s.tail != 0) {
+        ok = set_field(s.tail, l.next, id) && ok;
+      } else {
+        s.head.first = id;
+      }
+      r.*l.prev = s.tail;
+      r.*l.next = 0;
+      s.head.last = id;
+    } else {
+      const int32_t prev = r.*l.prev;
+      const int32_t next = r.*l.next;
+      if (prev != 0) ok = set_field(prev, l.next, next) && ok;
+      if (next != 0) ok = set_field(next, l.prev, prev) && ok;
+      if (prev != 0 && next == 0) {
+        s.head.last = prev;
+      } else if (prev == 0 && next != 0) {
+        s.head.first = next;
+      } else if (prev == 0 && next == 0) {
+        s.head = Head{};
+      }
+      r.*l.prev = 0;
+      r.*l.next = 0;
+    }
+    if (s.headless) {
+      complete = false;
+    } else {
+      const bool written = s.store->write(s.head);
+      ok = written && ok;
+      if (written && !s.add && s.kind == kDesignationChain && s.head.first == 0 && s.head.last == 0) {
+        emptied = s.owner;
+      }
+    }
+    if (s.kind == kDesignationChain) {
+      if (s.add) {
+        log_event("ENDED DATABASE_AddETtoBEZKette", s.owner, r.bezPrev, r.bezNext);
+      } else {
+        log_event("ENDED DATABASE_RemoveETfromBEZKette", s.owner, s.head.first, s.head.last);
+      }
+    }
+  }
+  }
+  // A designation lives only as long as it has items: emptying its chain
+  // deletes it (after its record lock is let go, still under LCK_BEZLIB).
+  if (emptied != 0) ok = BEZLIB_BezeichnungLoeschen(emptied) == 1 && ok;
+  if (!ok) return ChainResult::kFailed;
+  return complete ? ChainResult::kDone : ChainResult::kIncomplete;
+}
+
+// One attempt with the item file open.
+ChainResult attempt(int32_t id, Einzelteil& r, std::vector<Step>& steps) {
+  if (open() == kInvalidHandle) return ChainResult::kFailed;
+  ChainResult result = apply_steps(id, r, steps);
+  close();
+  return result;
+}
+
+std::vector<Step> link_steps(const Einzelteil& r) {
+  std::vector<Step> steps;
+  steps.emplace_back(kArticleChain, r.article, true);
+  if (r.designation > 0) steps.emplace_back(kDesignationChain, r.designation, true);
+  if (r.customer != 0) steps.emplace_back(kCustomerChain, r.customer, true);
+  return steps;
+}
+
+std::vector<Step> unlink_steps(const Einzelteil& r) {
+  std::vector<Step> steps;
+  steps.emplace_back(kArticleChain, r.article, false);
+  if (r.designation > 0) steps.emplace_back(kDesignationChain, r.designation, false);
+  if (r.customer != 0) steps.emplace_back(kCustomerChain, r.customer, false);
+  return steps;
+}
+
+// For the exported single steps, whose callers hold (or not) the item's
+// lock themselves: the busy case is retried here, without letting go of
+// anything the caller holds.
+int32_t patiently(int32_t id, Einzelteil& r, std::vector<Step> (*make)(const Einzelteil&, int32_t), int32_t arg) {
+  Patience patience;
+  for (;;) {
+    std::vector<Step> steps = make(r, arg);
+    ChainResult result = attempt(id, r, steps);
+    if (result == ChainResult::kDone) return 1;
+    if (result != ChainResult::kBusy || !patience.pause()) return 0;
+  }
+}
+
+std::vector<Step> one_add(const Einzelteil& r, int32_t kind) {
+  std::vector<Step> steps;
+  const Kind k = static_cast<Kind>(kind);
+  const int32_t owner = k == kArticleChain ? r.article : k == kDesignationChain ? r.designation : r.customer;
+  steps.emplace_back(k, owner, true);
+  return steps;
+}
+
+std::vector<Step> one_remove(const Einzelteil& r, int32_t kind) {
+  std::vector<Step> steps;
+  const Kind k = static_cast<Kind>(kind);
+  const int32_t owner = k == kArticleChain ? r.article : k == kDesignationChain ? r.designation : r.customer;
+  steps.emplace_back(k, owner, false);
+  return steps;
+}
+
+std::vector<Step> all_add(const Einzelteil& r, int32_t) { return link_steps(r); }
+std::vector<Step> all_remove(const Einzelteil& r, int32_t) { return unlink_steps(r); }
+
 }  // namespace
 
+Patience::Patience() : deadline_(MonotonicMs() + FileIO_GetLockTimeout()) {
+  seed_ = static_cast<uint32_t>(ProcessId()) * 2654435761u ^ static_cast<uint32_t>(MonotonicMs());
+}
+
+bool Patience::pause() {
+  if (MonotonicMs() >= deadline_) return false;
+  seed_ = seed_ * 1103515245u + 12345u;
+  SleepMs(kMinPauseMs + static_cast<int32_t>((seed_ >> 16) % (kMaxPauseMs - kMinPauseMs + 1)));
+  return true;
+}
+
+ChainResult try_link(int32_t id, Einzelteil& r) {
+  std::vector<Step> steps = link_steps(r);
+  ChainResult result = attempt(id, r, steps);
+  if (r.designation <= 0) r.bezPrev = r.bezNext = 0;
+  if (r.customer == 0) r.custPrev = r.custNext = 0;
+  return result;
+}
+
+ChainResult try_unlink(int32_t id, Einzelteil& r) {
+  std::vector<Step> steps = unlink_steps(r);
+  ChainResult result = attempt(id, r, steps);
+  if (result == ChainResult::kDone || result == ChainResult::kIncomplete) {
+    if (r.designation <= 0) r.bezPrev = r.bezNext = 0;
+    if (r.customer == 0) r.custPrev = r.custNext = 0;
+  }
+  return result;
+}
+
+ChainResult try_move_customer(int32_t id, Einzelteil& r, int32_t customer) {
+  std::vector<Step> steps;
+  if (r.customer != 0) steps.emplace_back(kCustomerChain, r.customer, false);
+  if (customer != 0) {
+    steps.emplace_back(kCustomerChain, customer, true);
+    steps.back().optional = true;
+  }
+  ChainResult result = steps.empty() ? ChainResult::kDone : attempt(id, r, steps);
+  if (result == ChainResult::kBusy || result == ChainResult::kFailed) return result;
+  r.customer = customer;
+  if (customer == 0 || steps.back().skip) r.custPrev = r.custNext = 0;
+  return result;
+}
+
 int32_t add_to_article(int32_t id, Einzelteil& r) {
-  ArticleHead head(r.article);
-  return append(id, r, kArticle, head) ? 1 : 0;
+  r.artPrev = r.artNext = 0;
+  return patiently(id, r, one_add, kArticleChain);
 }
 
 int32_t add_to_designation(int32_t id, Einzelteil& r) {
   r.bezPrev = r.bezNext = 0;
   if (r.designation <= 0) return 1;  // items without a designation are not chained
-  BezBlocking blocking;
-  if (!blocking.held()) return 0;
-  log_event("START DATABASE_AddETtoBEZKette", r.designation, 0, 0);
-  DesignationHead head(r.designation);
-  bool ok = append(id, r, kDesignation, head);
-  log_event("ENDED DATABASE_AddETtoBEZKette", r.designation, r.bezPrev, r.bezNext);
-  return ok ? 1 : 0;
+  return patiently(id, r, one_add, kDesignationChain);
 }
 
 int32_t add_to_customer(int32_t id, Einzelteil& r) {
-  CustomerHead head(r.customer);
-  return append(id, r, kCustomer, head) ? 1 : 0;
+  r.custPrev = r.custNext = 0;
+  return patiently(id, r, one_add, kCustomerChain);
 }
 
-int32_t remove_from_article(Einzelteil& r) {
-  ArticleHead head(r.article);
-  return detach(r, kArticle, head, nullptr) ? 1 : 0;
-}
+int32_t remove_from_article(Einzelteil& r) { return patiently(0, r, one_remove, kArticleChain); }
 
-// A designation lives only as long as it has items: emptying its chain
-// deletes it.
 int32_t remove_from_designation(Einzelteil& r) {
   if (r.designation <= 0) {
     r.bezPrev = r.bezNext = 0;
     return 1;
   }
-  BezBlocking blocking;
-  if (!blocking.held()) return 0;
-  log_event("START DATABASE_RemoveETfromBEZKette", r.designation, 0, 0);
-  DesignationHead head(r.designation);
-  Head after;
-  bool ok = detach(r, kDesignation, head, &after);
-  if (ok && after.first == 0 && after.last == 0) ok = BEZLIB_BezeichnungLoeschen(r.designation) == 1;
-  log_event("ENDED DATABASE_RemoveETfromBEZKette", r.designation, after.first, after.last);
-  return ok ? 1 : 0;
+  return patiently(0, r, one_remove, kDesignationChain);
 }
 
-int32_t remove_from_customer(Einzelteil& r) {
-  CustomerHead head(r.customer);
-  return detach(r, kCustomer, head, nullptr) ? 1 : 0;
-}
+int32_t remove_from_customer(Einzelteil& r) { return patiently(0, r, one_remove, kCustomerChain); }
 
-// Article, designation, customer, in that order; a failure leaves the
-// chains joined so far again, so the item is in all of them or in none.
+// All chains or none: the locks of all three are gathered before anything
+// is written.
 int32_t link(int32_t id, Einzelteil& r) {
-  if (add_to_article(id, r) != 1) return 0;
-  if (add_to_designation(id, r) != 1) {
-    remove_from_article(r);
-    return 0;
-  }
-  if (r.customer != 0 && add_to_customer(id, r) != 1) {
-    remove_from_designation(r);
-    remove_from_article(r);
-    return 0;
-  }
-  return 1;
+  r.artPrev = r.artNext = r.bezPrev = r.bezNext = r.custPrev = r.custNext = 0;
+  int32_t result = patiently(id, r, all_add, 0);
+  return result;
 }
 
 int32_t unlink(Einzelteil& r) {
-  int32_t ok = remove_from_article(r);
-  ok &= remove_from_designation(r);
-  if (r.customer != 0) {
-    ok &= remove_from_customer(r);
-  } else {
-    r.custPrev = r.custNext = 0;
-  }
-  return ok;
+  int32_t result = patiently(0, r, all_remove, 0);
+  if (result == 1 && r.customer == 0) r.custPrev = r.custNext = 0;
+  return result;
 }
 
 }  // namespace kv::database

@@ -118,6 +118,12 @@ int32_t valid(int32_t id, void* record) {
 int32_t lock(int32_t id) { return g_file.openCount > 0 && fixed::LockRecord(g_file, id) ? 1 : 0; }
 int32_t unlock(int32_t id) { return g_file.openCount > 0 && fixed::UnlockRecord(g_file, id) ? 1 : 0; }
 int32_t try_lock(int32_t id) { return g_file.openCount > 0 && fixed::TryLockRecord(g_file, id) ? 1 : 0; }
+int32_t holds_lock(int32_t id) {
+  return g_file.openCount > 0 && id >= 0 && id <= g_file.count &&
+                 FileIO_HoldsLock(g_file.handle, fixed::RecordPos(kSize, id), kSize) != 0
+             ? 1
+             : 0;
+}
 
 // Byte count of a block of records, 0 when it does not start (a read) or
 // wholly lie (a write) within the records the file may have, the larger of
@@ -172,6 +178,23 @@ static bool write_new(int32_t id, Einzelteil& r) {
   return false;
 }
 
+// Links and writes item id while the caller holds the lock that keeps the
+// slot its own (record 0 for a number just handed out, or the item's own).
+// Nobody waits for a free slot's lock, so keeping it between attempts
+// holds up no other station.
+static bool link_new(int32_t id, Einzelteil& r) {
+  Patience patience;
+  for (;;) {
+    Einzelteil attempt = r;
+    ChainResult result = try_link(id, attempt);
+    if (result == ChainResult::kDone || result == ChainResult::kIncomplete) {
+      r = attempt;
+      return write_new(id, r);
+    }
+    if (result != ChainResult::kBusy || !patience.pause()) return false;
+  }
+}
+
 int32_t new_item(const void* record) {
   if (record == nullptr) return 0;
   Einzelteil r;
@@ -180,7 +203,7 @@ int32_t new_item(const void* record) {
   int32_t id = 0;
   if (lock(0) == 1) {
     id = free_id();
-    if (id != 0 && (link(id, r) != 1 || !write_new(id, r))) id = 0;
+    if (id != 0 && !link_new(id, r)) id = 0;
     Einzelteil control;
     if (id != 0 && read(0, &control) == 1) {
       control.price1First = id;
@@ -199,24 +222,34 @@ int32_t new_item_with_id(int32_t id, const void* record) {
   if (open() == kInvalidHandle) return 0;
   int32_t result = 0;
   if (lock(id) == 1) {
-    if (link(id, r) == 1 && write_new(id, r)) result = id;
+    if (link_new(id, r)) result = id;
     unlock(id);
   }
   close();
   return result;
 }
 
+// The item is unlinked from all its chains and cleared under its lock, or
+// left exactly as it was. While a neighbour is busy the item's own lock is
+// let go as well (the neighbour's holder may be waiting for it) and the
+// delete starts again from a fresh read.
 int32_t delete_item(int32_t id) {
   if (id < 1 || id >= g_file.count || open() == kInvalidHandle) return 0;
   int32_t result = 0;
-  if (lock(id) == 1) {
+  Patience patience;
+  for (;;) {
+    if (lock(id) != 1) break;
+    ChainResult chains = ChainResult::kFailed;
     Einzelteil r;
     if (read(id, &r) == 1) {
-      unlink(r);
-      clear(r);
-      result = write(id, &r);
+      chains = try_unlink(id, r);
+      if (chains == ChainResult::kDone || chains == ChainResult::kIncomplete) {
+        clear(r);
+        result = write(id, &r);
+      }
     }
     unlock(id);
+    if (chains != ChainResult::kBusy || !patience.pause()) break;
   }
   close();
   if (result == 1) {

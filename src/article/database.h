@@ -30,6 +30,8 @@ int32_t lock(int32_t id);
 int32_t unlock(int32_t id);
 // lock() without waiting: 0 at once while another handle holds the record.
 int32_t try_lock(int32_t id);
+// 1 when this process's handle already holds the record's lock.
+int32_t holds_lock(int32_t id);
 int32_t block_read(int32_t handle, int32_t first, void* buffer, int32_t count);
 int32_t block_write(int32_t handle, int32_t first, const void* buffer, int32_t count);
 int32_t free_id();
@@ -40,6 +42,35 @@ int32_t item_vat(int32_t id);
 int32_t article_vat(int32_t id);
 
 // ---- chains ----
+// What one attempt at changing an item's chains came to. kBusy: another
+// station holds a record the change needs; nothing was written, and a caller
+// holding the item's own lock lets it go, pauses (Patience) and starts again
+// from a fresh read. kIncomplete: done, but a head record that cannot be
+// read (an article 0, a designation or customer outside its file) was left
+// as it is. kFailed: a lock refused past the time-out or a failed read or
+// write.
+enum class ChainResult { kDone, kIncomplete, kBusy, kFailed };
+// The pauses between attempts, random and short, for as long as the host
+// lock time-out from construction.
+class Patience {
+ public:
+  Patience();
+  // false once the time-out has passed; otherwise sleeps a little.
+  bool pause();
+
+ private:
+  int64_t deadline_;
+  uint32_t seed_;
+};
+// One attempt each; the caller holds item id's lock and writes r after
+// kDone or kIncomplete. The move takes the item out of its customer's chain
+// and appends it to `customer`'s (0: none; a customer whose record cannot be
+// read leaves it outside every customer chain) and sets r.customer.
+ChainResult try_link(int32_t id, Einzelteil& r);
+ChainResult try_unlink(int32_t id, Einzelteil& r);
+ChainResult try_move_customer(int32_t id, Einzelteil& r, int32_t customer);
+// The exported forms: they retry a busy attempt themselves, keeping every
+// lock the caller holds.
 int32_t link(int32_t id, Einzelteil& r);
 int32_t unlink(Einzelteil& r);
 int32_t add_to_article(int32_t id, Einzelteil& r);

@@ -5,8 +5,11 @@
 // The file-based transactions share one frame: lock the item's record, read
 // it, check the condition, change it, write it, unlock. A failed read or
 // condition writes nothing and gives 0; the lock is released in every case.
-// A chain update that fails inside a sale or an exchange does not stop the
-// record from being written: the item's own state is what the till booked.
+// A sale or an exchange that moves the item between customer chains first
+// gathers the locks of that move; when they cannot be had (another station
+// holds them past the lock time-out) nothing is written and the result is 0.
+// A customer whose record cannot be read does not stop the write: the item
+// then stays outside every customer chain.
 #include <cstring>
 
 #include "article/database.h"
@@ -26,16 +29,32 @@ void clear_bits(Einzelteil& r, int32_t bits) {
   r.flags = static_cast<int16_t>(static_cast<uint16_t>(r.flags) & ~bits);
 }
 
-// The common frame. change(record) returns false when the item does not
-// qualify; then nothing is written.
+// What a change makes of the record it was given.
+enum class Verdict { kWrite, kRefuse, kBusy, kFail };
+Verdict verdict(bool write) { return write ? Verdict::kWrite : Verdict::kRefuse; }
+Verdict verdict(Verdict v) { return v; }
+Verdict verdict(ChainResult c) {
+  if (c == ChainResult::kBusy) return Verdict::kBusy;
+  return c == ChainResult::kFailed ? Verdict::kFail : Verdict::kWrite;
+}
+
+// The common frame. change(record) says whether the record is written.
+// When it finds a record of another item busy (a chain neighbour), the
+// item's lock is let go too and the change starts again from a fresh read,
+// for as long as the lock time-out.
 template <typename Change>
 int32_t update_locked(int32_t id, Change change) {
   if (open() == kInvalidHandle) return 0;
   int32_t result = 0;
-  if (lock(id) == 1) {
+  Patience patience;
+  for (;;) {
+    if (lock(id) != 1) break;
+    Verdict v = Verdict::kRefuse;
     Einzelteil r;
-    if (read(id, &r) == 1 && has(r, DATABASE_FLAG_BENUTZT) && change(r)) result = write(id, &r);
+    if (read(id, &r) == 1 && has(r, DATABASE_FLAG_BENUTZT)) v = verdict(change(r));
+    if (v == Verdict::kWrite) result = write(id, &r);
     unlock(id);
+    if (v != Verdict::kBusy || !patience.pause()) break;
   }
   close();
   return result;
@@ -79,15 +98,10 @@ bool apply_exchange(const EinzelteilBuchung& b, Einzelteil& r, uint16_t time) {
 int32_t sell(const EinzelteilVerkauf* b) {
   if (b == nullptr) return 0;
   return update_locked(b->item, [&](Einzelteil& r) {
-    if (!apply_sale(*b, r)) return false;
-    if (b->customer != r.customer) {
-      if (r.customer != 0) remove_from_customer(r);
-      r.customer = b->customer;
-      r.custPrev = r.custNext = 0;
-      // A sale without a customer leaves the item outside every customer chain.
-      if (r.customer != 0) add_to_customer(b->item, r);
-    }
-    return true;
+    if (!apply_sale(*b, r)) return Verdict::kRefuse;
+    // A sale without a customer leaves the item outside every customer chain.
+    if (b->customer != r.customer) return verdict(try_move_customer(b->item, r, b->customer));
+    return Verdict::kWrite;
   });
 }
 
@@ -103,15 +117,15 @@ int32_t exchange(const EinzelteilBuchung* b, uint16_t time) {
   return update_locked(b->item, [&](Einzelteil& r) {
     if (apply_exchange(*b, r, time)) {
       if (r.customer != 0) {
-        remove_from_customer(r);
-        r.customer = 0;
+        Verdict v = verdict(try_move_customer(b->item, r, 0));
+        if (v != Verdict::kWrite) return v;
       }
       r.custPrev = r.custNext = 0;
       // The adoption writes the item itself (without a lock); this write
       // follows it and carries the same code.
       r.vatCode = adopt_vat(b->item);
     }
-    return true;
+    return Verdict::kWrite;
   });
 }
 
@@ -130,7 +144,9 @@ int32_t give_back(const EinzelteilBuchung* b, int32_t deleteItem) {
   if (deleteItem != 0) return delete_item(b->item);
   Einzelteil r;
   if (lese(b->item, &r) != 1 || !has(r, DATABASE_FLAG_BENUTZT)) return 0;
-  exchange(b, TEXDEFS_GetUhrZeit(nullptr));
+  // An exchange that could not take the item out of its customer's chain
+  // changed nothing; the return then changes nothing either.
+  if (exchange(b, TEXDEFS_GetUhrZeit(nullptr)) != 1) return 0;
   return update_locked(b->item, [](Einzelteil& after) {
     after.flags = static_cast<int16_t>(after.flags & DATABASE_FLAG_RETOURE);
     return true;
