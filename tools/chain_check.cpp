@@ -100,7 +100,7 @@ struct ChainSpec {
 
 class ChainChecker {
  public:
-  ChainChecker(CheckContext& c, const LinkedFiles& f, const ChainSpec& spec) : c_(c), f_(f), s_(spec) {}
+  ChainChecker(CheckContext& c, const LinkedFiles& f, const ChainSpec& chain) : c_(c), f_(f), s_(chain) {}
 
   void Run() {
     std::map<int32_t, std::vector<int32_t>> owned;  // owner -> its items, ascending
