@@ -24,6 +24,14 @@
  * the ...550 functions work on it. Its positions have no time field; its
  * header is stamped with time and version 550.
  *
+ * A data directory copied from a Windows server may hold an order spelled
+ * otherwise ("aft00012.dat"). Every call by number finds it: the documented
+ * name is tried first, and only when it is missing is the directory read
+ * once for the same name in another case. Such a file is read, written,
+ * deleted and archived under its own spelling, counted by the walks and
+ * skipped by the number probe; no call creates a second file beside it.
+ * New orders get the documented name.
+ *
  * Order files are not locked; the order and archive directories are
  * process-wide and not guarded. Functions that take a number open and close
  * the file themselves; functions that take a handle work inside the caller's
@@ -69,8 +77,9 @@ KV_API int32_t AUFTRAGDBA_PLUS_ARCHIVE_Init(int32_t flag, const char* path, cons
 /* Swaps order and archive directory: 1, or 0 (nothing swapped) when the
  * archive directory does not exist. Calling it again switches back. */
 KV_API int32_t AUFTRAGDBA_SwitchArchivePath(void);
-/* Writes the file name of order `auftragsNr` into out (260 bytes), with the
- * order directory in front when withDirectory != 0. Returns out. */
+/* Writes the documented file name of order `auftragsNr` into out (260
+ * bytes), with the order directory in front when withDirectory != 0 (a file
+ * spelled otherwise on disk is not looked up here). Returns out. */
 KV_API char* AUFTRAGDBA_CreateFileName(int32_t auftragsNr, char* out, int32_t withDirectory);
 /* AUFTRAGDBA_CreateFileName with the directory. */
 KV_API char* AUFTRAGDBA_MakeFileName(int32_t auftragsNr, char* out);
@@ -85,7 +94,7 @@ KV_API int32_t AUFTRAGDBA_GetAUFTRAGIDFromName(const char* name);
 /* ---- order numbers (number range 2, "AUFTRAGS NR"; Nummern_Init first) ---- */
 
 /* The range's value + 1, or the first number above it whose order file
- * cannot be read; after 100000000 the numbers continue at 1000. Does not
+ * cannot be read under any spelling; after 100000000 the numbers continue at 1000. Does not
  * consume the number. */
 KV_API int32_t AUFTRAGDBA_NextFreeAuftrag(void);
 /* AUFTRAGDBA_NextFreeAuftrag, then stores the number in range 2. No lock:
@@ -172,8 +181,9 @@ KV_API void AUFTRAGDBA_ClearAuftrag(void* kopf);
  * 0 when no work buffer can be had. */
 KV_API int32_t AUFTRAGDBA_AuftragIstNochLeer(int32_t auftragsNr);
 /* Renames the order's file from the order directory into the archive
- * directory (same name) / back: the rename result (0 when the target
- * exists), 0 when the archive directory does not exist. */
+ * directory (same name, as spelled on disk) / back: the rename result (0
+ * when the target exists, in any case), 0 when the archive directory does
+ * not exist. */
 KV_API int32_t AUFTRAGDBA_Move_To_Archive(int32_t auftragsNr);
 KV_API int32_t AUFTRAGDBA_Move_From_Archive(int32_t auftragsNr);
 

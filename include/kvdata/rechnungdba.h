@@ -44,9 +44,15 @@ KV_API int32_t RechnungDBA_PLUS_ARCHIVE_Init(int32_t prefix, const char* path, c
 /* Swaps invoice and archive directory: 1, or 0 when the archive directory
  * does not exist. Calling it again switches back. */
 KV_API int32_t RechnungDBA_SwitchArchivePath(void);
-/* Full path of invoice `number` into out (260 bytes); returns out. */
+/* Full documented path of invoice `number` into out (260 bytes); returns
+ * out. An invoice copied from a Windows server may lie there spelled
+ * otherwise ("rech00100012.rec"): the calls below that take a number or such
+ * a path try the name as given first and, only when it is missing, read the
+ * directory once for the same name in another case, and then act on that
+ * file. None of them creates a second file beside it. */
 KV_API char* RechnungDBA_CreateFileName(int32_t number, char* out);
-/* Creates (or truncates) the invoice's file: handle, -1 on failure. */
+/* Creates (or truncates) the invoice's file, under its documented name
+ * unless it exists spelled otherwise: handle, -1 on failure. */
 KV_API int32_t RechnungDBA_New(int32_t number);
 /* Opens an invoice file by path, read only / read-write shared: handle or -1.
  * Only invoice files are opened: a name "RECH" + digits + ".REC" directly
@@ -88,8 +94,9 @@ KV_API int32_t RechnungDBA_Hole_Status(int32_t number);
 KV_API int32_t RechnungDBA_FindFirst(const char* pattern, char* path);
 KV_API int32_t RechnungDBA_FindNext(int32_t findHandle, char* path);
 KV_API void RechnungDBA_FindClose(int32_t findHandle);
-/* Renames the invoice file at `path` to archive directory + its name: the
- * rename result (0 when the target exists), 0 when the archive directory
+/* Renames the invoice file at `path` to archive directory + its name, as
+ * spelled on disk: the rename result (0 when the target exists, in any
+ * case), 0 when the archive directory
  * does not exist. `path` must be an invoice file of the invoice directory
  * (as RechnungDBA_CreateFileName or the find walk give it); anything else
  * is refused with 0 and nothing moves. */

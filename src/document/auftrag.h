@@ -48,7 +48,12 @@ const char* ArchiveDirectory();
 char* CreateFileName(int32_t number, char* out, int32_t withDirectory);
 
 // ---- blocks of one open file ----
+// Order `number` under its documented name or, when that is missing, under
+// the spelling it has on disk (files copied from Windows); -1 when none opens.
 FileHandle Open(int32_t number);
+// The path of order `number` as it lies on disk (the documented one when no
+// file is spelled otherwise); true when that file exists.
+bool ExistingFile(int32_t number, char* path);
 int32_t ReadHeader(FileHandle h, void* header, const Format& f);
 int32_t WriteHeader(FileHandle h, void* header, bool stamp, const Format& f);
 int32_t ReadPosition(FileHandle h, int32_t p, int32_t reference, void* position, const Format& f);

@@ -55,12 +55,23 @@ int32_t WritePair(FileHandle h, int32_t p, void* position, const Format& f) {
   return WritePosition(h, p, 0, position, true, f) && WritePosition(h, p, 1, position, false, f);
 }
 
-FileHandle OpenOrCreate(int32_t number) {
-  char path[kMaxPath];
-  CreateFileName(number, path, 1);
+// Opens order `number` read-write under its documented name, or, when that
+// misses, under the spelling it has on disk (an order copied from Windows as
+// "aft00012.dat"). Only a miss reads the directory. With create, an order
+// that exists under no spelling is created under the documented name; one
+// that exists but does not open is never created a second time beside it.
+FileHandle OpenOrder(int32_t number, bool create) {
+  char name[32], path[kMaxPath];
+  CreateFileName(number, name, 0);
+  if (!doc::JoinPath(g_orderDir, name, path)) return kInvalidHandle;
   FileHandle h = FileIO_OpenRWS(path);
-  return h != kInvalidHandle ? h : FileIO_CreateRWS(path);
+  if (h != kInvalidHandle) return h;
+  char other[kMaxPath];
+  if (doc::SpelledOtherwise(g_orderDir, name, other)) return FileIO_OpenRWS(other);
+  return create && !FileIO_Exist(path) ? FileIO_CreateRWS(path) : kInvalidHandle;
 }
+
+FileHandle OpenOrCreate(int32_t number) { return OpenOrder(number, true); }
 
 }  // namespace
 
@@ -114,10 +125,13 @@ char* CreateFileName(int32_t number, char* out, int32_t withDirectory) {
 
 // ---- blocks of one open file -------------------------------------------------
 
-FileHandle Open(int32_t number) {
-  char path[kMaxPath];
-  CreateFileName(number, path, 1);
-  return FileIO_OpenRWS(path);
+FileHandle Open(int32_t number) { return OpenOrder(number, false); }
+
+bool ExistingFile(int32_t number, char* path) {
+  char name[32];
+  CreateFileName(number, name, 0);
+  if (!doc::PathOnDisk(g_orderDir, name, path)) return false;
+  return FileIO_Exist(path) != 0;
 }
 
 int32_t ReadHeader(FileHandle h, void* header, const Format& f) {
@@ -255,9 +269,12 @@ int32_t DeletePosition(int32_t number, int32_t p) {
 }
 
 int32_t DeleteOrder(int32_t number) {
-  char path[kMaxPath];
-  CreateFileName(number, path, 1);
-  FileIO_DeleteFile(path);
+  char name[32], path[kMaxPath];
+  CreateFileName(number, name, 0);
+  if (!doc::JoinPath(g_orderDir, name, path)) return 1;
+  if (!FileIO_DeleteFile(path) && doc::SpelledOtherwise(g_orderDir, name, path)) {
+    FileIO_DeleteFile(path);
+  }
   return 1;
 }
 
@@ -272,12 +289,11 @@ int32_t IsStillEmpty(int32_t number) {
 
 int32_t MoveToArchive(int32_t number, bool toArchive) {
   if (g_archiveDir[0] == '\0' || !FileIO_PathExist(g_archiveDir)) return 0;
-  char name[32], from[kMaxPath], to[kMaxPath];
+  char name[32];
   CreateFileName(number, name, 0);
-  const char* src = toArchive ? g_orderDir : g_archiveDir;
-  const char* dst = toArchive ? g_archiveDir : g_orderDir;
-  if (!doc::JoinPath(src, name, from) || !doc::JoinPath(dst, name, to)) return 0;
-  return FileIO_RenameFile(from, to);
+  // The file keeps the name it has on disk, whatever its case.
+  return toArchive ? doc::MoveDocument(g_orderDir, g_archiveDir, name)
+                   : doc::MoveDocument(g_archiveDir, g_orderDir, name);
 }
 
 // ---- positions ahead of *p -------------------------------------------------------

@@ -75,6 +75,18 @@ bool IsAlready560(const char* path) {
   return known && version == kFormat560.version && size > 0 && size % kFormat560.blockSize == 0;
 }
 
+// The header of the order file at path into a zeroed buffer; 0 (buffer
+// zeroed) when it does not open or is cut short.
+int32_t ReadHeaderAt(const char* path, void* header) {
+  std::memset(header, 0, static_cast<size_t>(kFormat560.blockSize));
+  FileHandle h = FileIO_OpenRWS(path);
+  if (h == kInvalidHandle) return 0;
+  const int32_t ok = ReadHeader(h, header, kFormat560);
+  FileIO_Close(h);
+  if (!ok) std::memset(header, 0, static_cast<size_t>(kFormat560.blockSize));
+  return ok;
+}
+
 int32_t ConvertAll550To560() {
   WaitCursor wait;
   doc::FinishInterruptedRewrites(OrderDirectory(), "AFT*.DATXX");
@@ -132,7 +144,9 @@ int32_t ForEachHeader(HeaderVisitor visit, void* context, HeaderFilter filter, i
   int32_t visited = 0;
   for (const OrderFile& f : files) {
     progress.Step();
-    if (!ReadHeaderOf(f.number, header.get(), kFormat560)) continue;
+    // Read from the file the walk found, as it is spelled: a lookup by
+    // number would read the directory again for every file spelled otherwise.
+    if (!ReadHeaderAt(f.path.c_str(), header.get())) continue;
     if (filter != nullptr && !filter(header.get(), supplier)) continue;
     ++visited;
     if (visit(f.number, header.get(), context) == 0) break;
@@ -181,8 +195,7 @@ int32_t ChangeEachHeader(HeaderVisitor visit, void* context, const Format& fmt) 
 
 int32_t DeleteAllPositions(int32_t number) {
   char path[kMaxPath];
-  CreateFileName(number, path, 1);
-  if (!FileIO_Exist(path)) return 0;
+  if (!ExistingFile(number, path)) return 0;
   return RewriteFile(path, kFormat560, kFormat560, 1);
 }
 

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "services/fileio.h"
+#include "services/fileio_list.h"
 #include "services/name_resolve.h"
 
 namespace kv::doc {
@@ -131,6 +132,37 @@ bool IsBarePattern(const char* pattern) {
     if (IsPathSep(*p) || *p == ':') return false;
   }
   return std::strstr(pattern, "..") == nullptr;
+}
+
+bool SpelledOtherwise(const char* directory, const char* name, char* out) {
+  out[0] = '\0';
+  if (directory == nullptr || name == nullptr || name[0] == '\0') return false;
+  // The lookup wants the native form ending in a separator ("" = current).
+  std::string dir;
+  if (directory[0] != '\0') {
+    dir = NativePath(directory);
+    if (dir.empty()) return false;
+    if (!IsPathSep(dir.back())) dir += kPathSep;
+  }
+  std::string found;
+  if (!FindEntryIgnoringCase(dir, name, &found) || found == name) return false;
+  return JoinPath(directory, found.c_str(), out);
+}
+
+bool PathOnDisk(const char* directory, const char* name, char* out) {
+  if (SpelledOtherwise(directory, name, out)) return true;
+  return JoinPath(directory, name, out);
+}
+
+int32_t MoveDocument(const char* from, const char* to, const char* name) {
+  char source[kMaxPath], target[kMaxPath], dir[kMaxPath], spelled[kMaxPath];
+  if (!JoinPath(from, name, source)) return 0;
+  if (!FileIO_Exist(source) && !SpelledOtherwise(from, name, source)) return 0;
+  FileIO_Separate(source, dir, spelled);
+  // The rename refuses an existing target; a target spelled otherwise is
+  // made the target, so that it refuses as well.
+  if (!PathOnDisk(to, spelled, target)) return 0;
+  return FileIO_RenameFile(source, target);
 }
 
 int32_t SwapWithArchive(char* directory, char* archive) {

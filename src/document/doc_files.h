@@ -57,6 +57,25 @@ bool DirectlyInside(const char* path, const char* directory, char* name);
 // separator, no drive colon, no "..".
 bool IsBarePattern(const char* pattern);
 
+// ---- Names spelled otherwise ----
+// A document file copied from a Windows server may be spelled "aft00012.dat"
+// where the family asks for "AFT00012.DAT"; Windows folds case, so its
+// stations never notice. A family first uses the name as documented (the
+// common case, at no extra cost) and comes here only when that missed:
+// true when `directory` holds no entry spelled exactly `name` but one that
+// differs from it only in ASCII case (the first in byte order when there are
+// several, so every station takes the same one); its path goes to out (260
+// bytes). One directory read. Always false where the file system folds case.
+bool SpelledOtherwise(const char* directory, const char* name, char* out);
+// directory + name, or the entry spelled otherwise when there is one: the
+// path a family acts on, and never a second file beside an existing one.
+bool PathOnDisk(const char* directory, const char* name, char* out);
+// Renames the document `name` from directory `from` into directory `to`,
+// keeping the name as it is spelled on disk in `from`. A file at `to` with
+// that name in any case refuses the move, as the exact name does. 1 on
+// success.
+int32_t MoveDocument(const char* from, const char* to, const char* name);
+
 // Swaps a family's working directory with its archive directory: 1, or 0
 // (nothing swapped) when the archive directory is not set or does not exist.
 int32_t SwapWithArchive(char* directory, char* archive);

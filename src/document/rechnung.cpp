@@ -43,6 +43,29 @@ bool OwnInvoice(const char* path, bool orArchive, char* name) {
          IsInvoiceName(name);
 }
 
+// After the invoice file at path (directory + documented name) has been
+// missed: path := the file spelled otherwise on disk, if there is one.
+bool OnDisk(char* path) {
+  char dir[kMaxPath], name[kMaxPath], other[kMaxPath];
+  if (path == nullptr || path[0] == '\0') return false;
+  FileIO_Separate(path, dir, name);
+  if (!doc::SpelledOtherwise(dir, name, other)) return false;
+  std::memcpy(path, other, sizeof other);
+  return true;
+}
+
+FileHandle OpenWritable(char* path, bool writable) {
+  return writable ? FileIO_OpenRWS(path) : FileIO_OpenROS(path);
+}
+
+// Opens an invoice file by its path, or by the spelling it has on disk when
+// the path as given misses.
+FileHandle OpenOnDisk(char* path, bool writable) {
+  FileHandle h = OpenWritable(path, writable);
+  if (h != kInvalidHandle || !OnDisk(path)) return h;
+  return OpenWritable(path, writable);
+}
+
 }  // namespace
 
 void Init(int32_t prefix, const char* path) {
@@ -82,18 +105,24 @@ char* CreateFileName(int32_t number, char* out) {
 }
 
 FileHandle Create(int32_t number) {
+  // A new invoice over an old one replaces it, as under the documented name;
+  // it never starts a second file beside one spelled otherwise.
   char path[kMaxPath];
-  return FileIO_CreateRWS(CreateFileName(number, path));
+  CreateFileName(number, path);
+  if (path[0] != '\0' && !FileIO_Exist(path)) OnDisk(path);
+  return FileIO_CreateRWS(path);
 }
 
 int32_t Exists(int32_t number) {
   char path[kMaxPath];
-  return FileIO_Exist(CreateFileName(number, path));
+  if (FileIO_Exist(CreateFileName(number, path))) return 1;
+  return OnDisk(path) ? FileIO_Exist(path) : 0;
 }
 
 int32_t Delete(int32_t number) {
   char path[kMaxPath];
-  return FileIO_DeleteFile(CreateFileName(number, path));
+  if (FileIO_DeleteFile(CreateFileName(number, path))) return 1;
+  return OnDisk(path) ? FileIO_DeleteFile(path) : 0;
 }
 
 int32_t WriteRecord(FileHandle h, void* record) {
@@ -113,7 +142,7 @@ int32_t ReadDetail(FileHandle h, void* detail) { return MoveBlock(h, detail, kDe
 
 int32_t ChangeStatus(int32_t number, int32_t status, void* copy) {
   char path[kMaxPath];
-  FileHandle h = FileIO_OpenRWS(CreateFileName(number, path));
+  FileHandle h = OpenOnDisk(CreateFileName(number, path), true);
   if (h == kInvalidHandle) return 0;
   unsigned char record[kRecordSize];
   int32_t ok = ReadRecord(h, record);
@@ -128,7 +157,7 @@ int32_t ChangeStatus(int32_t number, int32_t status, void* copy) {
 
 int32_t GetStatus(int32_t number) {
   char path[kMaxPath];
-  FileHandle h = FileIO_OpenROS(CreateFileName(number, path));
+  FileHandle h = OpenOnDisk(CreateFileName(number, path), false);
   if (h == kInvalidHandle) return 0;
   unsigned char record[kRecordSize];
   int32_t status = 0;
@@ -140,7 +169,9 @@ int32_t GetStatus(int32_t number) {
 FileHandle OpenFile(const char* path, bool writable) {
   char name[kMaxPath];
   if (!OwnInvoice(path, true, name)) return kInvalidHandle;
-  return writable ? FileIO_OpenRWS(path) : FileIO_OpenROS(path);
+  char own[kMaxPath];
+  std::memcpy(own, path, std::strlen(path) + 1);  // fits: OwnInvoice checked the length
+  return OpenOnDisk(own, writable);
 }
 
 // The walk delivers invoice files only: the pattern must stay inside the
@@ -195,11 +226,12 @@ void FindClose(FileHandle h) {
 // Only an invoice file of the invoice directory moves, and only between
 // that directory and the archive under its own name.
 int32_t MoveToArchive(const char* path, bool toArchive) {
-  char name[kMaxPath], archived[kMaxPath];
+  char name[kMaxPath], dir[kMaxPath];
   if (path == nullptr || !ArchiveExists() || !OwnInvoice(path, false, name)) return 0;
-  if (!doc::JoinPath(g_archiveDir, name, archived)) return 0;
-  // Moving back takes the same path the invoice had before it was archived.
-  return toArchive ? FileIO_RenameFile(path, archived) : FileIO_RenameFile(archived, path);
+  FileIO_Separate(path, dir, nullptr);
+  // Moving back takes the directory the invoice had before it was archived.
+  // Either way the file keeps the name it has on disk, whatever its case.
+  return toArchive ? doc::MoveDocument(dir, g_archiveDir, name) : doc::MoveDocument(g_archiveDir, dir, name);
 }
 
 }  // namespace kv::rechnung

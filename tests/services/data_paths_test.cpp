@@ -378,4 +378,183 @@ TEST_F(DataPathsTest, ResolutionPicksTheSameEntryOnEveryStation) {
 }
 #endif
 
+#if !defined(_WIN32)
+// ---- one file per document, copied from a Windows server in another case ----
+
+// An order as the program leaves it: the header block of bytes `seed`, then
+// each position with its reference copy, of seed + p.
+std::vector<uint8_t> OrderImage(uint8_t seed, int32_t positions) {
+  std::vector<uint8_t> bytes(static_cast<size_t>(AUFTRAGDBA_BLOCK) * (1 + 2 * positions), seed);
+  for (int32_t p = 1; p <= positions; ++p) {
+    std::fill(bytes.begin() + static_cast<long>(AUFTRAGDBA_BLOCK) * (2 * p - 1), bytes.end(),
+              static_cast<uint8_t>(seed + p));
+  }
+  return bytes;
+}
+
+int32_t CollectOrderNumber(int32_t n, void* context) {
+  static_cast<std::vector<int32_t>*>(context)->push_back(n);
+  return 1;
+}
+int32_t CollectHeaderByte(int32_t n, void* kopf, void* context) {
+  static_cast<std::vector<int32_t>*>(context)->push_back(n * 1000 + static_cast<uint8_t*>(kopf)[100]);
+  return 1;
+}
+
+// Orders spelled otherwise are read, written in place, counted by the walks,
+// skipped by the number probe, deleted and archived as spelled; no call puts
+// a second file beside one of them.
+TEST_F(DataPathsTest, OrderFilesSpelledOtherwiseAreUsedAndNeverDoubled) {
+  const std::string orders = dir() + "Auftrag/";
+  fs::create_directory(orders);
+  WriteFileBytes(orders + "aft00012.dat", OrderImage(0x12, 1));
+  WriteFileBytes(orders + "Aft00013.Dat", OrderImage(0x13, 0));
+  WriteFileBytes(orders + "AFT00014.DAT", OrderImage(0x14, 0));
+  std::vector<uint8_t> ranges(800, 0);
+  kvtest::PutI32(ranges, 8, 11);  // "AUFTRAGS NR": the last order handed out
+  WriteFileBytes(dir() + "NUMMERN.DAT", ranges);
+  Nummern_Init((dir() + "NUMMERN.DAT").c_str());
+  ASSERT_EQ(AUFTRAGDBA_PLUS_ARCHIVE_Init(0, (dir() + "AUFTRAG/AFT*.DAT").c_str(), (dir() + "ARCHIV/").c_str()), 1);
+
+  std::vector<uint8_t> block(AUFTRAGDBA_BLOCK, 0);
+  ASSERT_EQ(AUFTRAGDBA_LeseAuftragsKopf(12, block.data()), 1);
+  EXPECT_EQ(block[100], 0x12);
+  ASSERT_EQ(AUFTRAGDBA_LesePOSITION(12, 1, block.data()), 1);
+  EXPECT_EQ(block[100], 0x13);
+  EXPECT_EQ(AUFTRAGDBA_NextFreePOSITION(12), 2);
+  EXPECT_EQ(AUFTRAGDBA_AuftragIstNochLeer(13), 0);  // its content word is set
+
+  // The probe takes 12, 13 and 14 as taken whatever their spelling.
+  EXPECT_EQ(AUFTRAGDBA_NextFreeAuftrag(), 15);
+  EXPECT_EQ(AUFTRAGDBA_NeuerAuftrag(), 15);
+  EXPECT_EQ(kvtest::I32At(ReadFileBytes(dir() + "NUMMERN.DAT"), 8), 15);
+
+  // Writes go into the file as spelled.
+  std::vector<uint8_t> header(AUFTRAGDBA_BLOCK, 0x21), position(AUFTRAGDBA_BLOCK, 0x22);
+  ASSERT_EQ(AUFTRAGDBA_SchreibeAuftragsKopf(12, header.data()), 1);
+  ASSERT_EQ(AUFTRAGDBA_NeuePOSITION(12, position.data()), 2);
+  ASSERT_EQ(AUFTRAGDBA_SchreibeAuftragsKopf(15, header.data()), 1);  // a new order: documented name
+  std::vector<uint8_t> twelve = ReadFileBytes(orders + "aft00012.dat");
+  ASSERT_EQ(twelve.size(), static_cast<size_t>(AUFTRAGDBA_BLOCK) * 5);
+  EXPECT_EQ(kvtest::I32At(twelve, 994), 560);
+  EXPECT_EQ(twelve[100], 0x21);
+  EXPECT_EQ(twelve[static_cast<size_t>(AUFTRAGDBA_BLOCK) + 100], 0x13);      // position 1 kept
+  EXPECT_EQ(twelve[static_cast<size_t>(AUFTRAGDBA_BLOCK) * 4 + 100], 0x22);  // reference of 2
+  EXPECT_EQ(Entries(orders),
+            (std::set<std::string>{"AFT00014.DAT", "AFT00015.DAT", "Aft00013.Dat", "aft00012.dat"}));
+
+  // Every walk sees each file once, read as it lies.
+  std::vector<int32_t> numbers, headers;
+  EXPECT_EQ(AUFTRAGDBA_MitAllenAuftragsnummern(CollectOrderNumber, &numbers), 4);
+  std::sort(numbers.begin(), numbers.end());
+  EXPECT_EQ(numbers, (std::vector<int32_t>{12, 13, 14, 15}));
+  EXPECT_EQ(AUFTRAGDBA_MitAllenAuftraegen(CollectHeaderByte, &headers), 4);
+  std::sort(headers.begin(), headers.end());
+  EXPECT_EQ(headers, (std::vector<int32_t>{12000 + 0x21, 13000 + 0x13, 14000 + 0x14, 15000 + 0x21}));
+  int32_t count = -1;
+  AUFTRAGDBA_GetAUFTRAGSizeAndName(&count, nullptr);
+  EXPECT_EQ(count, 3);  // the find walk does not count its first match
+
+  // Positions cleared through the XX rewrite: the file keeps its spelling.
+  EXPECT_EQ(AUFTRAGDBA_PositionenLoeschen(12), 1);
+  EXPECT_EQ(kvtest::FileSize(orders + "aft00012.dat"), AUFTRAGDBA_BLOCK);
+  EXPECT_EQ(AUFTRAGDBA_NextFreePOSITION(12), 1);
+
+  // Archive moves keep the name as spelled, both ways; a file of the same
+  // name in another case at the target refuses the move.
+  const std::string archive = dir() + "ARCHIV" + kvtest::WithoutDrive(dir()) + "AUFTRAG/";
+  const std::vector<uint8_t> cleared = ReadFileBytes(orders + "aft00012.dat");
+  EXPECT_EQ(AUFTRAGDBA_Move_To_Archive(12), 1);
+  EXPECT_EQ(ReadFileBytes(archive + "aft00012.dat"), cleared);
+  EXPECT_EQ(AUFTRAGDBA_LeseAuftragsKopf(12, block.data()), 0);
+  EXPECT_EQ(AUFTRAGDBA_Move_From_Archive(12), 1);
+  EXPECT_EQ(ReadFileBytes(orders + "aft00012.dat"), cleared);
+  WriteFileBytes(archive + "aft00014.dat", OrderImage(0x41, 0));
+  EXPECT_EQ(AUFTRAGDBA_Move_To_Archive(14), 0);
+  EXPECT_EQ(ReadFileBytes(orders + "AFT00014.DAT"), OrderImage(0x14, 0));
+  EXPECT_EQ(ReadFileBytes(archive + "aft00014.dat"), OrderImage(0x41, 0));
+  EXPECT_EQ(Entries(archive), std::set<std::string>{"aft00014.dat"});
+
+  // Deletes remove the file as spelled, and only it.
+  EXPECT_EQ(AUFTRAGDBA_LoescheAuftrag(13), 1);
+  EXPECT_EQ(AUFTRAGDBA_LeseAuftragsKopf(13, block.data()), 0);
+  EXPECT_EQ(Entries(orders), (std::set<std::string>{"AFT00014.DAT", "AFT00015.DAT", "aft00012.dat"}));
+}
+
+// An invoice record: status at 504, version at 548, other bytes `seed`.
+std::vector<uint8_t> InvoiceImage(uint8_t seed, int32_t status, int32_t details) {
+  std::vector<uint8_t> bytes(872 + 376 * static_cast<size_t>(details), seed);
+  kvtest::PutI32(bytes, 504, status);
+  kvtest::PutI32(bytes, 548, 610);
+  return bytes;
+}
+
+// Invoices spelled otherwise: found by number and by the documented path,
+// rewritten in place, archived and deleted as spelled, never doubled.
+TEST_F(DataPathsTest, InvoiceFilesSpelledOtherwiseAreUsedAndNeverDoubled) {
+  const std::string invoices = dir() + "rechnung/";
+  fs::create_directory(invoices);
+  WriteFileBytes(invoices + "rech00100012.rec", InvoiceImage(0x12, 3, 2));
+  WriteFileBytes(invoices + "Rech00100013.Rec", InvoiceImage(0x13, 4, 0));
+  ASSERT_EQ(RechnungDBA_PLUS_ARCHIVE_Init(1, (dir() + "RECHNUNG/RECH*.*").c_str(), (dir() + "ARCHIV").c_str()), 1);
+
+  EXPECT_EQ(RechnungDBA_RechnungExists(12), 1);
+  EXPECT_EQ(RechnungDBA_RechnungExists(14), 0);
+  EXPECT_EQ(RechnungDBA_Hole_Status(12), 3);
+  std::vector<uint8_t> copy(872, 0);
+  ASSERT_EQ(RechnungDBA_Change_Status(12, 5, copy.data()), 1);
+  std::vector<uint8_t> expected = InvoiceImage(0x12, 5, 2);
+  EXPECT_EQ(ReadFileBytes(invoices + "rech00100012.rec"), expected);
+  EXPECT_EQ(copy, std::vector<uint8_t>(expected.begin(), expected.begin() + 872));
+
+  // The documented path opens the file as spelled.
+  char path[260];
+  RechnungDBA_CreateFileName(12, path);
+  EXPECT_TRUE(SameFileName(path, dir() + "rechnung/RECH00100012.REC")) << path;
+  int32_t h = RechnungDBA_Open(path);
+  ASSERT_NE(h, -1);
+  std::vector<uint8_t> record(872, 0), detail(376, 0);
+  EXPECT_EQ(RechnungDBA_ReadRECHNUNG(h, record.data()), 1);
+  EXPECT_EQ(RechnungDBA_ReadRECHNUNGDETAIL(h, detail.data()), 1);
+  RechnungDBA_Close(h);
+  EXPECT_EQ(detail, std::vector<uint8_t>(376, 0x12));
+
+  // A new invoice under an existing number replaces that file, as spelled.
+  h = RechnungDBA_New(13);
+  ASSERT_NE(h, -1);
+  std::vector<uint8_t> fresh(872, 0x31);
+  EXPECT_EQ(RechnungDBA_WriteRECHNUNG(h, fresh.data()), 1);
+  RechnungDBA_Close(h);
+  EXPECT_EQ(ReadFileBytes(invoices + "Rech00100013.Rec"), InvoiceImage(0x31, 0x31313131, 0));
+  EXPECT_EQ(Entries(invoices), (std::set<std::string>{"Rech00100013.Rec", "rech00100012.rec"}));
+
+  // The walk reports the names as spelled.
+  std::set<std::string> found;
+  h = RechnungDBA_FindFirst("RECH*.*", path);
+  ASSERT_NE(h, -1);
+  do {
+    found.insert(fs::path(path).filename().string());
+  } while (RechnungDBA_FindNext(h, path));
+  RechnungDBA_FindClose(h);
+  EXPECT_EQ(found, (std::set<std::string>{"Rech00100013.Rec", "rech00100012.rec"}));
+
+  // Archive moves by the documented path keep the name as spelled.
+  const std::string archive = dir() + "ARCHIV" + kvtest::WithoutDrive(dir()) + "RECHNUNG/";
+  RechnungDBA_CreateFileName(12, path);
+  EXPECT_EQ(RechnungDBA_Move_To_Archive(path), 1);
+  EXPECT_EQ(ReadFileBytes(archive + "rech00100012.rec"), expected);
+  EXPECT_EQ(RechnungDBA_RechnungExists(12), 0);
+  EXPECT_EQ(RechnungDBA_Move_From_Archive(path), 1);
+  EXPECT_EQ(ReadFileBytes(invoices + "rech00100012.rec"), expected);
+  WriteFileBytes(archive + "RECH00100013.REC", InvoiceImage(0x77, 1, 0));
+  RechnungDBA_CreateFileName(13, path);
+  EXPECT_EQ(RechnungDBA_Move_To_Archive(path), 0);
+  EXPECT_EQ(Entries(archive), std::set<std::string>{"RECH00100013.REC"});
+
+  EXPECT_EQ(RechnungDBA_Delete(12), 1);
+  EXPECT_EQ(RechnungDBA_Delete(12), 0);
+  EXPECT_EQ(Entries(invoices), std::set<std::string>{"Rech00100013.Rec"});
+}
+#endif
+
 }  // namespace
