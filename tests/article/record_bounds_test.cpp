@@ -42,7 +42,7 @@ TEST_F(RecordBounds, ArticleNumbersReachTheLargerOfCountAndFile) {
   EXPECT_EQ(ARTLIB_SchreibeArtikel(20, &a), 1);
   ArtikelRecord back;
   EXPECT_EQ(ARTLIB_LeseArtikel(20, &back), 1);
-  EXPECT_EQ(back.firstItem, 77);
+  EXPECT_EQ(int32_t{back.firstItem}, 77);
   EXPECT_EQ(ARTLIB_SchreibeArtikel(21, &a), 0);
   EXPECT_EQ(kvtest::FileSize(articles()), 40 + 21 * 660);
 }

@@ -223,12 +223,12 @@ TEST_F(KundenStationsTest, ASaveKeepsTheChainHeadsOnDisk) {
   office.firstItem = 0;
   office.lastItem = 0;
   ASSERT_EQ(KundenDBA_SchreibeKunde(n, &office, 1), 1);
-  EXPECT_EQ(office.firstItem, 17);  // the caller's copy learns the heads
-  EXPECT_EQ(office.lastItem, 42);
+  EXPECT_EQ(int32_t{office.firstItem}, 17);  // the caller's copy learns the heads
+  EXPECT_EQ(int32_t{office.lastItem}, 42);
   Kunde back = Read(n);
   EXPECT_STREQ(back.city, "Kiel");
-  EXPECT_EQ(back.firstItem, 17);
-  EXPECT_EQ(back.lastItem, 42);
+  EXPECT_EQ(int32_t{back.firstItem}, 17);
+  EXPECT_EQ(int32_t{back.lastItem}, 42);
 
   ASSERT_EQ(KundenDBA_Open(), 1);
   office.firstItem = office.lastItem = 5;
@@ -237,8 +237,8 @@ TEST_F(KundenStationsTest, ASaveKeepsTheChainHeadsOnDisk) {
   EXPECT_EQ(KundenDBA_KundenerklaerungAusgeben(n), 1);
   ASSERT_EQ(KundenDBA_KundenAlleBenutzbar(), 1);
   back = Read(n);
-  EXPECT_EQ(back.firstItem, 17);
-  EXPECT_EQ(back.lastItem, 42);
+  EXPECT_EQ(int32_t{back.firstItem}, 17);
+  EXPECT_EQ(int32_t{back.lastItem}, 42);
   EXPECT_NE(back.flags & KUNDE_FLAG_ERKLAERUNG, 0);
 
   // Block writes are administrative: they write the heads they are given.
