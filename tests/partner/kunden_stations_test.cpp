@@ -246,7 +246,7 @@ TEST_F(KundenStationsTest, ASaveKeepsTheChainHeadsOnDisk) {
   ASSERT_EQ(KundenDBA_Open(), 1);
   ASSERT_EQ(KundenDBA_WriteBlock(n, &office, 1), 1);
   EXPECT_EQ(KundenDBA_Close(), 1);
-  EXPECT_EQ(Read(n).firstItem, 5);
+  EXPECT_EQ(int32_t{Read(n).firstItem}, 5);
 }
 
 TEST_F(KundenStationsTest, EveryNumberInUseStaysWithinTheHighestNumberAfterAReorganisation) {
