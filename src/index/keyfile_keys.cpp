@@ -48,7 +48,7 @@ bool ReturnSlot(BaumKeyDatei* d, int32_t slot) {
   if (!head || !rec || !ReadSlot(d, 0, head.bytes())) return false;
   rec.set_next_free(head.next_free());
   head.set_next_free(slot);
-  head.set_payload(head.payload() - 1);
+  head.set_payload(static_cast<int32_t>(static_cast<uint32_t>(head.payload()) - 1u));
   return WriteSlot(d, slot, rec.bytes()) && WriteSlot(d, 0, head.bytes());
 }
 
@@ -94,7 +94,8 @@ int32_t KeyFileAdd(BaumKeyDatei* d, void* record) {
   // count right after creation), means full.
   if (slot < 1 || slot > d->slotCount || !ReadSlot(d, slot, taken.bytes())) return 0;
   head.set_next_free(taken.next_free());
-  head.set_payload(head.payload() + 1);
+  // A damaged count wraps as the file's 32-bit word does; no overflow.
+  head.set_payload(static_cast<int32_t>(static_cast<uint32_t>(head.payload()) + 1u));
   PutI32(record, kPayloadOffset, 0);
   PutI32(record, kNextFreeOffset, 0);
   if (!WriteSlot(d, slot, record) || !WriteSlot(d, 0, head.bytes())) return 0;
@@ -130,7 +131,7 @@ int32_t KeyFileRemove(BaumKeyDatei* d, int32_t slot) {
   rec.set_payload(0);
   rec.clear();
   head.set_next_free(slot);
-  head.set_payload(head.payload() - 1);
+  head.set_payload(static_cast<int32_t>(static_cast<uint32_t>(head.payload()) - 1u));
   return WriteSlot(d, slot, rec.bytes()) && WriteSlot(d, 0, head.bytes()) ? 1 : 0;
 }
 
