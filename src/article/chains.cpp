@@ -33,6 +33,7 @@
 #include "kvdata/bezlib.h"
 #include "kvdata/kvlockdb.h"
 #include "partner/kunden.h"
+#include "services/cause.h"
 #include "services/fileio.h"
 #include "services/platform.h"
 
@@ -184,6 +185,9 @@ Seen peek(Kind k, int32_t owner, Head& h) {
     const int32_t got = partner::ReadChainHeads(owner, &h.first, &h.last);
     return got == 1 ? Seen::kHead : got < 0 ? Seen::kBusy : Seen::kNoHead;
   }
+  // On Windows a record another station holds locked cannot even be read:
+  // that is a busy head too, not a missing one.
+  const uint32_t refusals = LockRefusals();
   bool ok = false;
   if (k == kArticleChain) {
     ArtikelRecord a;
@@ -198,7 +202,8 @@ Seen peek(Kind k, int32_t owner, Head& h) {
     if (ok) h = {b.firstItem, b.lastItem};
     BEZLIB_SchliesseDatenbank();
   }
-  return ok ? Seen::kHead : Seen::kNoHead;
+  if (ok) return Seen::kHead;
+  return LockRefusals() != refusals ? Seen::kBusy : Seen::kNoHead;
 }
 
 std::unique_ptr<HeadStore> make_head(Kind k, int32_t owner) {
