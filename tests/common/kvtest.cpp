@@ -1,11 +1,13 @@
 #include "kvtest.h"
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <thread>
 
 #include "services/fault.h"
 
@@ -67,6 +69,22 @@ int64_t FileSize(const std::string& path) {
 bool FileExists(const std::string& path) {
   std::error_code ec;
   return fs::exists(path, ec);
+}
+
+bool AwaitFile(const std::string& path, int32_t timeoutMs) {
+  const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+  while (!FileExists(path)) {
+    if (std::chrono::steady_clock::now() > end) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  return true;
+}
+
+int WaitWorker(Worker& worker) {
+  int code = -1;
+  if (WaitWorkerFor(worker, kWorkerDeadlineMs, &code)) return code;
+  KillWorker(worker);
+  return -2;
 }
 
 void AgeFile(const std::string& path, int64_t secondsAgo) {

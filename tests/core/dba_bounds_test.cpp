@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "dba_test_util.h"
+#include "dba_util.h"
 #include "kvdata/dba.h"
 #include "kvtest.h"
 

@@ -4,7 +4,7 @@
 #include <array>
 
 #include "core/dba_file.h"
-#include "dba_test_util.h"
+#include "dba_util.h"
 #include "kvdata/kvhost.h"
 
 namespace {

@@ -6,7 +6,7 @@
 #include <functional>
 #include <vector>
 
-#include "dba_test_util.h"
+#include "dba_util.h"
 #include "kvdata/bbaumlib.h"
 #include "kvdata/dba.h"
 #include "kvdata/kvhost.h"
@@ -77,15 +77,6 @@ void OnAnotherThread(const std::function<void()>& fn) {
 #else
   std::thread(fn).join();
 #endif
-}
-
-bool WaitFor(const std::string& path, int64_t ms) {
-  const int64_t deadline = kv::MonotonicMs() + ms;
-  while (!kvtest::FileExists(path)) {
-    if (kv::MonotonicMs() > deadline) return false;
-    kv::SleepMs(5);
-  }
-  return true;
 }
 
 TEST_F(LastErrorTest, EachFailureSaysWhyAndNamesTheFileSuccessLeavesItAlone) {
@@ -159,7 +150,7 @@ TEST_F(LastErrorTest, ALockHeldByAnotherProcessPastTheTimeOutReadsLocked) {
   DbaFile f = kvtest::MakeDba(path, R, C);
   ASSERT_EQ(DBA_NeueDBA(&f), 1);
   kvtest::Worker w = kvtest::SpawnWorker("last_error_hold_header", {path, file("held")});
-  ASSERT_TRUE(WaitFor(file("held"), 20000));
+  ASSERT_TRUE(kvtest::AwaitFile(file("held"), 20000));
   KVHOST_SetLockTimeout(100);
   EXPECT_EQ(DBA_NewITEM(&f), 0);
   const LastError e = Last();

@@ -90,7 +90,7 @@ TEST_F(FileIOTest, AnotherProcessWaitsForTheRangeAndGetsItWhenReleased) {
   std::string p = MakeFile("a.dba");
   std::string marker = file("held");
   kvtest::Worker w = kvtest::SpawnWorker("hold_header_lock", {p, marker, "600"});
-  while (!kvtest::FileExists(marker)) SleepMs(5);
+  ASSERT_TRUE(kvtest::AwaitFile(marker));
   FileHandle h = FileIO_OpenRWS(p.c_str());
   EXPECT_EQ(FileIO_TryLock(h, 20, 4), 0);  // held by the worker
   FileIO_SetLockTimeout(10000);
@@ -119,7 +119,7 @@ TEST_F(FileIOTest, TestLockSeesOtherHoldersAndTakesNothing) {
 
   const std::string marker = file("held");
   kvtest::Worker w = kvtest::SpawnWorker("hold_header_lock", {p, marker, "1500"});
-  for (int i = 0; i < 3000 && !kvtest::FileExists(marker); ++i) SleepMs(5);
+  ASSERT_TRUE(kvtest::AwaitFile(marker));
   ASSERT_TRUE(kvtest::FileExists(marker));
   FileHandle h = FileIO_OpenROS(p.c_str());
   EXPECT_EQ(FileIO_TestLock(h, 39, 1), 1);

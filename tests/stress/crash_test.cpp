@@ -12,6 +12,7 @@
 #include <sstream>
 
 #include "families.h"
+#include "dba_util.h"
 #include "kvdata/dba.h"
 #include "kvdata/kundendba.h"
 #include "services/fault.h"
@@ -164,16 +165,6 @@ void Count(Figures& f, int code) {
 
 // ---------------------------------------------------------------- DBA engine
 
-DbaFile Descriptor(const std::string& path) {
-  DbaFile f;
-  std::memset(&f, 0, sizeof f);
-  f.handle = -1;
-  f.recordSize = R;
-  f.idCapacity = C;
-  std::snprintf(f.path, sizeof f.path, "%s", path.c_str());
-  return f;
-}
-
 std::vector<uint8_t> Tagged(int64_t tag) {
   std::vector<uint8_t> r(R, 0x5A);
   int32_t one = 1, zero = 0;
@@ -190,7 +181,7 @@ int64_t TagOnDisk(const rawcheck::Image& img, int32_t n) {
 
 // args: file, journal, owned list, seed, marker, k.
 KVTEST_WORKER(crash_dba) {
-  DbaFile f = Descriptor(args.at(0));
+  DbaFile f = kvtest::MakeDba(args.at(0), R, C);
   Journal journal(args.at(1));
   std::map<int32_t, int64_t> owned = ReadOwned(args.at(2));
   std::mt19937 rng(static_cast<uint32_t>(std::stoul(args.at(3))));
@@ -229,7 +220,7 @@ class CrashTest : public kvtest::DataDirTest {};
 
 TEST_F(CrashTest, AStationDyingInNewDeleteOrSaveLeaksAtMostOneItemUntilTheReorganisation) {
   const std::string path = file("CRASH.DBA");
-  DbaFile f = Descriptor(path);
+  DbaFile f = kvtest::MakeDba(path, R, C);
   ASSERT_NE(DBA_NeueDBA(&f), 0);
   std::mt19937 rng(2024);
   Ledger ledger;

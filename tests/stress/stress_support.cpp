@@ -111,11 +111,29 @@ Merged MergeReports(const std::vector<std::string>& paths, const char* what, int
       }
     }
   }
+  m.reports = paths;
   const double seconds = elapsedMs > 0 ? elapsedMs / 1000.0 : 0.001;
   std::printf("[ stress ] %s: %zu workers, %lld operations in %.1f s (%.0f ops/s), %zu numbers owned at the end\n",
               what, paths.size(), static_cast<long long>(m.ops), seconds, m.ops / seconds, m.owner.size());
   std::fflush(stdout);
   return m;
+}
+
+Merged RunStations(const std::string& name, const std::string& dir, const Load& load, const char* what,
+                   const std::vector<std::string>& lead, const std::vector<std::string>& tail) {
+  std::vector<std::vector<std::string>> args;
+  std::vector<std::string> reports;
+  for (int w = 0; w < load.workers; ++w) {
+    reports.push_back(dir + "report" + std::to_string(w));
+    args.push_back(lead);
+    for (const std::string& a : {std::to_string(w), std::to_string(load.ops), std::to_string(load.seconds), reports.back()})
+      args.back().push_back(a);
+    args.back().insert(args.back().end(), tail.begin(), tail.end());
+  }
+  const int64_t start = kv::MonotonicMs();
+  const std::vector<int> codes = RunAll(name, args, 1000LL * (load.seconds + 60));
+  for (size_t w = 0; w < codes.size(); ++w) EXPECT_EQ(codes[w], 0) << what << ": station " << w;
+  return MergeReports(reports, what, kv::MonotonicMs() - start);
 }
 
 void ExpectClean(const rawcheck::Defects& defects, const char* what) {

@@ -53,8 +53,15 @@ struct Merged {
   int64_t ops = 0;
   std::map<int32_t, std::pair<int, int64_t>> owner;  // number -> {worker, tag}
   std::vector<std::string> problems;
+  std::vector<std::string> reports;  // the workers' report files
 };
 Merged MergeReports(const std::vector<std::string>& paths, const char* what, int64_t elapsedMs);
+
+// Runs load.workers processes of worker `name` under a deadline, each with
+// the arguments lead..., its number, operations, seconds, its report file
+// (in dir), tail...; every one must end with 0. Returns the merged reports.
+Merged RunStations(const std::string& name, const std::string& dir, const Load& load, const char* what,
+                   const std::vector<std::string>& lead, const std::vector<std::string>& tail);
 
 // Fails the current test with the defects listed, if there are any.
 void ExpectClean(const rawcheck::Defects& defects, const char* what);

@@ -1,6 +1,7 @@
-// Helpers for tests of DBA files.
-#ifndef KVTEST_DBA_TEST_UTIL_H
-#define KVTEST_DBA_TEST_UTIL_H
+// Helpers for tests of DBA files: a descriptor, the header and free chain
+// as they lie in the file, tagged records.
+#ifndef KVTEST_DBA_UTIL_H
+#define KVTEST_DBA_UTIL_H
 
 #include <cstring>
 #include <set>
@@ -58,4 +59,4 @@ inline std::vector<int32_t> FreeChain(const std::string& path, int32_t recordSiz
 
 }  // namespace kvtest
 
-#endif  // KVTEST_DBA_TEST_UTIL_H
+#endif  // KVTEST_DBA_UTIL_H
