@@ -1,5 +1,6 @@
 #include "kvtest.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -113,11 +114,21 @@ void PutI32(std::vector<uint8_t>& b, size_t o, int32_t value) {
 
 WorkerRegistrar::WorkerRegistrar(const char* name, WorkerFn fn) { Registry()[name] = fn; }
 
-std::vector<int> RunWorkers(const std::string& name, const std::vector<std::vector<std::string>>& argsPerWorker) {
+std::vector<int> RunWorkers(const std::string& name, const std::vector<std::vector<std::string>>& argsPerWorker,
+                            int32_t deadlineMs) {
   std::vector<Worker> workers;
   for (const auto& args : argsPerWorker) workers.push_back(SpawnWorker(name, args));
+  const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(deadlineMs);
   std::vector<int> codes;
-  for (Worker& w : workers) codes.push_back(WaitWorker(w));
+  for (Worker& w : workers) {
+    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
+    int code = -1;
+    if (!WaitWorkerFor(w, static_cast<int32_t>(std::max<int64_t>(0, left.count())), &code)) {
+      KillWorker(w);
+      code = -2;
+    }
+    codes.push_back(code);
+  }
   return codes;
 }
 

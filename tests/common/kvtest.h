@@ -85,8 +85,10 @@ bool WaitWorkerFor(Worker& worker, int32_t timeoutMs, int* exitCode);
 // Ends a running worker at once (SIGKILL; TerminateProcess on Windows) and
 // reaps it. Whatever it was writing stays as far as it got.
 void KillWorker(Worker& worker);
-// Starts several, waits for all, returns their exit codes.
-std::vector<int> RunWorkers(const std::string& name, const std::vector<std::vector<std::string>>& argsPerWorker);
+// Starts several, waits for all, returns their exit codes; one still
+// running deadlineMs after the start is killed and reported as -2.
+std::vector<int> RunWorkers(const std::string& name, const std::vector<std::vector<std::string>>& argsPerWorker,
+                            int32_t deadlineMs = kWorkerDeadlineMs);
 
 // Called by main(): runs the worker named on the command line, if any.
 // Returns true (and sets exitCode) when this process is a worker.

@@ -1,5 +1,5 @@
 // The header lock held by another process: taking or freeing an item waits
-// for it, or gives up at the time-out and changes nothing.
+// for it, or gives up at the time-out, changes nothing and says why.
 #include "core/dba_file.h"
 #include "dba_util.h"
 #include "kvdata/kvhost.h"
@@ -34,7 +34,11 @@ TEST_F(DbaConcurrencyTest, NewItemWaitsForTheHeaderLockOrGivesUpAtTheTimeOut) {
   kvtest::Worker w = kvtest::SpawnWorker("dba_hold_header", {path, file("m1"), "700"});
   ASSERT_TRUE(kvtest::AwaitFile(file("m1")));
   KVHOST_SetLockTimeout(100);
+  KVHOST_ClearLastError();
   EXPECT_EQ(DBA_NewITEM(&f), 0);  // gives up instead of working unlocked
+  const std::string why = KVHOST_LastErrorText();
+  EXPECT_EQ(KVHOST_LastError(), KV_ERR_LOCKED);
+  EXPECT_EQ(why.rfind("DBA_NewITEM: lock ", 0), 0u) << why;
   KVHOST_SetLockTimeout(10000);
   EXPECT_EQ(kvtest::WaitWorker(w), 0);
   EXPECT_EQ(kvtest::ReadFileBytes(path), image);
@@ -42,6 +46,7 @@ TEST_F(DbaConcurrencyTest, NewItemWaitsForTheHeaderLockOrGivesUpAtTheTimeOut) {
   w = kvtest::SpawnWorker("dba_hold_header", {path, file("m2"), "500"});
   ASSERT_TRUE(kvtest::AwaitFile(file("m2")));
   EXPECT_EQ(DBA_NewITEM(&f), 1);  // waits for the holder
+  EXPECT_EQ(KVHOST_LastErrorText(), why);  // success leaves the report alone
   EXPECT_EQ(kvtest::WaitWorker(w), 0);
   EXPECT_EQ(kvtest::ReadHeader(path).usedCount, 1);
 }

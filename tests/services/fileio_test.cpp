@@ -216,16 +216,12 @@ TEST_F(FileIOTest, OpenFailsForMissingFilesDirectoriesAndOverlongPaths) {
   EXPECT_EQ(FileIO_Exist(longPath.c_str()), 0);
 }
 
-TEST_F(FileIOTest, BackslashPathsWorkToo) {
-  std::string p = dir() + "sub\\x.dat";
+TEST_F(FileIOTest, PathHelpersAndBackslashPaths) {
   ASSERT_EQ(FileIO_MakeMultiPath((dir() + "sub").c_str()), 1);
-  FileHandle h = FileIO_CreateRWS(p.c_str());
+  FileHandle h = FileIO_CreateRWS((dir() + "sub\\x.dat").c_str());
   ASSERT_NE(h, kInvalidHandle);
   FileIO_Close(h);
   EXPECT_TRUE(kvtest::FileExists(dir() + "sub/x.dat"));
-}
-
-TEST_F(FileIOTest, PathHelpers) {
   char buf[kMaxPath] = "C:\\kasse\\daten\\KUNDEN.DBA";
   FileIO_PathRemoveFileName(buf);
   EXPECT_STREQ(buf, "C:\\kasse\\daten\\");
@@ -248,6 +244,9 @@ TEST_F(FileIOTest, PathHelpers) {
   EXPECT_TRUE(WildcardMatch("*.*", "noext"));
   EXPECT_FALSE(WildcardMatch("AFT*.DAT", "AFT00012.DATX"));
   EXPECT_TRUE(WildcardMatch("A?T*", "AFT1"));
+  ASSERT_EQ(FileIO_GetModuleDirectory(d), 1);
+  EXPECT_EQ(FileIO_PathExist(d), 1);
+  EXPECT_TRUE(IsPathSep(d[std::strlen(d) - 1]));
 }
 
 TEST_F(FileIOTest, FindWalksMatchingFilesInNameOrder) {
@@ -323,13 +322,6 @@ TEST_F(FileIOTest, ALockFileWhoseHolderDiedIsRecognisedAsOrphan) {
   EXPECT_TRUE(kvtest::FileExists(lok));
   EXPECT_EQ(FileIO_LockFileHolderAlive(lok.c_str()), 0);
 #endif
-}
-
-TEST_F(FileIOTest, ModuleDirectoryIsAnExistingDirectory) {
-  char d[kMaxPath];
-  ASSERT_EQ(FileIO_GetModuleDirectory(d), 1);
-  EXPECT_EQ(FileIO_PathExist(d), 1);
-  EXPECT_TRUE(IsPathSep(d[std::strlen(d) - 1]));
 }
 
 }  // namespace

@@ -15,17 +15,9 @@ namespace {
 constexpr int32_t R = 64;
 constexpr int32_t C = 4;
 
-// Record: {state 1, 0, tag (8 bytes)}, the rest filled from the tag so a
-// record torn between two writers shows.
-std::vector<uint8_t> Tagged(int64_t tag) {
-  std::vector<uint8_t> r(R, static_cast<uint8_t>(tag));
-  int32_t one = 1, zero = 0;
-  std::memcpy(r.data(), &one, 4);
-  std::memcpy(r.data() + 4, &zero, 4);
-  std::memcpy(r.data() + 8, &tag, 8);
-  return r;
-}
+std::vector<uint8_t> Tagged(int64_t tag) { return stress::TaggedRecord(R, tag); }
 
+// The tag of a record read back, -1 when the record is torn.
 int64_t TagOf(const std::vector<uint8_t>& r) {
   int64_t tag;
   std::memcpy(&tag, r.data() + 8, 8);
@@ -133,9 +125,7 @@ TEST_F(DbaStressTest, StationsTakingAndFreeingItemsNeverShareOneAndLeaveAnExactF
   for (const auto& [n, who] : m.owner) expected.insert(n);
   EXPECT_EQ(after.used, expected);
   for (const auto& [n, who] : m.owner) {
-    int64_t at = 40 + 8 * C + int64_t{n} * R;
-    int64_t tag = int64_t{static_cast<uint32_t>(img.I32(at + 8))} | (int64_t{img.I32(at + 12)} << 32);
-    EXPECT_EQ(tag, who.second) << "item " << n << " of worker " << who.first;
+    EXPECT_EQ(stress::TagOnDisk(img, R, C, n), who.second) << "item " << n << " of worker " << who.first;
   }
 }
 
