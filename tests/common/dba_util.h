@@ -57,6 +57,11 @@ inline std::vector<int32_t> FreeChain(const std::string& path, int32_t recordSiz
   return chain;
 }
 
+// Starts a worker process that opens the record file, takes its header lock,
+// writes the marker file and lets the lock go after ms milliseconds.
+Worker HoldHeader(const std::string& path, int32_t recordSize, int32_t capacity, const std::string& marker,
+                  int32_t ms);
+
 }  // namespace kvtest
 
 #endif  // KVTEST_DBA_UTIL_H

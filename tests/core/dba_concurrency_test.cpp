@@ -12,17 +12,6 @@ constexpr int32_t C = 2;
 
 class DbaConcurrencyTest : public kvtest::DataDirTest {};
 
-// Holds the header lock of a file for a while, announcing it with a marker.
-KVTEST_WORKER(dba_hold_header) {
-  DbaFile f = kvtest::MakeDba(args.at(0), R, C);
-  if (DBA_OpenDBA(&f) != 1 || DBA_LockHEADER(&f) != 1) return 2;
-  kvtest::WriteFileBytes(args.at(1), {1});
-  kv::SleepMs(std::stoi(args.at(2)));
-  DBA_UnlockHEADER(&f);
-  DBA_CloseDBA(&f);
-  return 0;
-}
-
 TEST_F(DbaConcurrencyTest, NewItemWaitsForTheHeaderLockOrGivesUpAtTheTimeOut) {
   const std::string path = file("WAIT.DBA");
   DbaFile f = kvtest::MakeDba(path, R, C);
@@ -31,7 +20,7 @@ TEST_F(DbaConcurrencyTest, NewItemWaitsForTheHeaderLockOrGivesUpAtTheTimeOut) {
   // locked range cannot be read through another handle.
   const auto image = kvtest::ReadFileBytes(path);
 
-  kvtest::Worker w = kvtest::SpawnWorker("dba_hold_header", {path, file("m1"), "700"});
+  kvtest::Worker w = kvtest::HoldHeader(path, R, C, file("m1"), 700);
   ASSERT_TRUE(kvtest::AwaitFile(file("m1")));
   KVHOST_SetLockTimeout(100);
   KVHOST_ClearLastError();
@@ -43,7 +32,7 @@ TEST_F(DbaConcurrencyTest, NewItemWaitsForTheHeaderLockOrGivesUpAtTheTimeOut) {
   EXPECT_EQ(kvtest::WaitWorker(w), 0);
   EXPECT_EQ(kvtest::ReadFileBytes(path), image);
 
-  w = kvtest::SpawnWorker("dba_hold_header", {path, file("m2"), "500"});
+  w = kvtest::HoldHeader(path, R, C, file("m2"), 500);
   ASSERT_TRUE(kvtest::AwaitFile(file("m2")));
   EXPECT_EQ(DBA_NewITEM(&f), 1);  // waits for the holder
   EXPECT_EQ(KVHOST_LastErrorText(), why);  // success leaves the report alone
@@ -60,7 +49,7 @@ TEST_F(DbaConcurrencyTest, ADeleteRefusedAtTheHeaderLockChangesNothingAndSaysSo)
   const auto image = kvtest::ReadFileBytes(path);
   const std::vector<uint8_t> cleared(R, 0);
 
-  kvtest::Worker w = kvtest::SpawnWorker("dba_hold_header", {path, file("m1"), "1500"});
+  kvtest::Worker w = kvtest::HoldHeader(path, R, C, file("m1"), 1500);
   ASSERT_TRUE(kvtest::AwaitFile(file("m1")));
   KVHOST_SetLockTimeout(100);
   DBA_DeleteITEM(&f, 1);

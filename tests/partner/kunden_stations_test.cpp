@@ -42,17 +42,6 @@ KVTEST_WORKER(hold_customer) {
   return 0;
 }
 
-// args: data directory, marker, milliseconds. Holds the header lock.
-KVTEST_WORKER(hold_customer_header) {
-  DbaFile f = OwnDescriptor(args.at(0));
-  if (DBA_OpenDBA(&f) != 1 || DBA_LockHEADER(&f) != 1) return 2;
-  kvtest::WriteFileBytes(args.at(1), {1});
-  kv::SleepMs(std::stoi(args.at(2)));
-  DBA_UnlockHEADER(&f);
-  DBA_CloseDBA(&f);
-  return 0;
-}
-
 // args: data directory, customer. Deletes it like any station.
 KVTEST_WORKER(delete_customer) {
   if (KundenDBA_Init((args.at(0) + "KUNDEN.DBA").c_str()) == 0) return 2;
@@ -160,7 +149,7 @@ TEST_F(KundenStationsTest, ADeleteRefusedAtTheHeaderLockLeavesTheCustomerAsItWas
   SetText(k.bankCode, "10010010");
   int32_t n = AddKunde(k);
   const auto customers = Bytes("KUNDEN.DBA"), names = Bytes("KUNDSUCH.DBA"), banks = Bytes("KUNDBLZSUCH.DBA");
-  kvtest::Worker w = kvtest::SpawnWorker("hold_customer_header", {dir(), file("m"), "1500"});
+  kvtest::Worker w = kvtest::HoldHeader(file("KUNDEN.DBA"), R, 0, file("m"), 1500);
   ASSERT_TRUE(kvtest::AwaitFile(file("m")));
   KVHOST_SetLockTimeout(100);
   EXPECT_EQ(KundenDBA_LoescheKunde(n), 0);
