@@ -128,19 +128,16 @@ TEST_F(DatabaseFileTest, BadInputFailsAndWritesNothing) {
 
   EXPECT_EQ(DATABASE_ReadEinzelteil(1, &r), 0) << "file not open";
   ASSERT_NE(DATABASE_OeffneDatenbank(), -1);
-  EXPECT_EQ(DATABASE_ReadEinzelteil(-1, &r), 0);
-  EXPECT_EQ(DATABASE_ReadEinzelteil(1006, &r), 0);
-  EXPECT_EQ(DATABASE_WriteEinzelteil(1006, &r), 0);
-  EXPECT_EQ(DATABASE_LockEinzelteil(1006), 0);
-  EXPECT_EQ(DATABASE_UnlockEinzelteil(1), 0) << "not locked";
-  EXPECT_EQ(DATABASE_ReadEinzelteil(1005, &r), 1) << "N itself exists";
+  // Out of range, an unlock of what is not locked; N itself exists.
+  EXPECT_EQ((std::vector<int32_t>{DATABASE_ReadEinzelteil(-1, &r), DATABASE_ReadEinzelteil(1006, &r),
+                                  DATABASE_WriteEinzelteil(1006, &r), DATABASE_LockEinzelteil(1006),
+                                  DATABASE_UnlockEinzelteil(1), DATABASE_ReadEinzelteil(1005, &r)}),
+            (std::vector<int32_t>{0, 0, 0, 0, 0, 1}));
   DATABASE_SchliesseDatenbank();
-  EXPECT_EQ(DATABASE_NeuesTeil(nullptr), 0);
-  EXPECT_EQ(DATABASE_EinzelteilVerkaufen(nullptr), 0);
-  EXPECT_EQ(DATABASE_AltesTeilLoeschen(0), 0);
-  EXPECT_EQ(DATABASE_AltesTeilLoeschen(1005), 0);
-  EXPECT_EQ(DATABASE_EinzelteilAuszeigern(nullptr), 0);
-  EXPECT_EQ(DATABASE_GetEinzelteilMWST_Satz(5000), -1);
+  EXPECT_EQ((std::vector<int32_t>{DATABASE_NeuesTeil(nullptr), DATABASE_EinzelteilVerkaufen(nullptr),
+                                  DATABASE_AltesTeilLoeschen(0), DATABASE_AltesTeilLoeschen(1005),
+                                  DATABASE_EinzelteilAuszeigern(nullptr), DATABASE_GetEinzelteilMWST_Satz(5000)}),
+            (std::vector<int32_t>{0, 0, 0, 0, 0, -1}));
   EXPECT_EQ(kvtest::ReadFileBytes(path()), before);
 
   // A file shorter than its records: the missing records do not read, and a
@@ -149,8 +146,7 @@ TEST_F(DatabaseFileTest, BadInputFailsAndWritesNothing) {
   shortFile.resize(40 + 500 * 142 + 70);
   kvtest::WriteFileBytes(path(), shortFile);
   Einzelteil probe;
-  EXPECT_EQ(DATABASE_LeseEinzelteil(500, &probe), 0) << "torn record";
-  EXPECT_EQ(DATABASE_LeseEinzelteil(700, &probe), 0);
+  EXPECT_EQ(DATABASE_LeseEinzelteil(500, &probe) + DATABASE_LeseEinzelteil(700, &probe), 0);  // torn, missing
   int32_t request[DATABASE_CHANGE_REQUEST_WORDS] = {0x01, 700, 0, 0, 0, 0, 5, 0, 9};
   EXPECT_EQ(DATABASE_EinzelteilWertAendern(request), 0);
   EXPECT_EQ(kvtest::ReadFileBytes(path()), shortFile);

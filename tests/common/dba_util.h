@@ -31,6 +31,13 @@ inline DbaHeader ReadHeader(const std::string& path) {
   return h;
 }
 
+// Free head, used count and slot count as they lie in the header.
+inline std::vector<int32_t> Counts(const std::string& path) {
+  const DbaHeader h = ReadHeader(path);
+  return {h.freeHead, h.usedCount, h.slotCount};
+}
+using V = std::vector<int32_t>;
+
 // A record whose head says "used by refCount" and whose body carries a tag.
 inline std::vector<uint8_t> Record(int32_t recordSize, int32_t refCount, int32_t tag) {
   std::vector<uint8_t> r(static_cast<size_t>(recordSize), 0);

@@ -11,6 +11,7 @@ namespace {
 using kvtest::I32At;
 using kvtest::MakeDba;
 using kvtest::ReadFileBytes;
+using kvtest::V;
 
 class DbaFileTest : public kvtest::DataDirTest {
  protected:
@@ -30,16 +31,15 @@ TEST_F(DbaFileTest, NewFileIsHeaderPlusZeroedTables) {
   ASSERT_NE(DBA_NeueDBA(&f_), 0);
   auto b = ReadFileBytes(path_);
   ASSERT_EQ(b.size(), 40u + 8 * C);
-  EXPECT_EQ(I32At(b, 0), 600);
-  EXPECT_GE(static_cast<uint32_t>(I32At(b, 4)), before);
-  EXPECT_LE(static_cast<uint32_t>(I32At(b, 4)), before + 5);
-  EXPECT_EQ(I32At(b, 8), 0);   // free head
-  EXPECT_EQ(I32At(b, 12), 0);  // used
-  EXPECT_EQ(I32At(b, 16), 0);  // slots
-  EXPECT_EQ(I32At(b, 20), C);
-  for (size_t i = 40; i < b.size(); ++i) ASSERT_EQ(b[i], 0) << i;
-  EXPECT_EQ(f_.handle, -1);
-  EXPECT_EQ(f_.openCount, 0);
+  const uint32_t stamp = static_cast<uint32_t>(I32At(b, 4));
+  EXPECT_TRUE(stamp >= before && stamp <= before + 5) << stamp;
+  // Version, stamp, free head, used, slots, capacity; tables zeroed.
+  std::vector<uint8_t> expected(b.size(), 0);
+  kvtest::PutI32(expected, 0, 600);
+  kvtest::PutI32(expected, 4, static_cast<int32_t>(stamp));
+  kvtest::PutI32(expected, 20, C);
+  EXPECT_EQ(b, expected);
+  EXPECT_EQ((V{f_.handle, f_.openCount}), (V{-1, 0}));
   // A second NeueDBA inspects instead of re-creating.
   f_.idCapacity = 99;
   ASSERT_NE(DBA_NeueDBA(&f_), 0);
@@ -53,19 +53,12 @@ TEST_F(DbaFileTest, AppendWritesZeroedRecordThenItemHead) {
   auto b = ReadFileBytes(path_);
   // Item 1 lies after the never-written gap of item 0.
   ASSERT_EQ(b.size(), static_cast<size_t>(ItemPos(1) + R));
-  for (int64_t i = ItemPos(0); i < ItemPos(1); ++i) ASSERT_EQ(b[i], 0);
-  EXPECT_EQ(I32At(b, ItemPos(1)), -1);  // left free until the caller writes
-  EXPECT_EQ(I32At(b, ItemPos(1) + 4), 0);
-  for (int64_t i = ItemPos(1) + 8; i < ItemPos(2); ++i) ASSERT_EQ(b[i], 0);
-  DbaHeader h = kvtest::ReadHeader(path_);
-  EXPECT_EQ(h.freeHead, 0);
-  EXPECT_EQ(h.usedCount, 1);
-  EXPECT_EQ(h.slotCount, 1);
+  std::vector<uint8_t> items(2 * R, 0);  // item 1 left free until the caller writes
+  kvtest::PutI32(items, R, -1);
+  EXPECT_EQ(std::vector<uint8_t>(b.begin() + ItemPos(0), b.end()), items);
+  EXPECT_EQ(kvtest::Counts(path_), (V{0, 1, 1}));
   EXPECT_EQ(DBA_NextFreeITEM(&f_), 2);  // appends a slot without taking it
-  h = kvtest::ReadHeader(path_);
-  EXPECT_EQ(h.freeHead, 2);
-  EXPECT_EQ(h.usedCount, 1);
-  EXPECT_EQ(h.slotCount, 2);
+  EXPECT_EQ(kvtest::Counts(path_), (V{2, 1, 2}));
   EXPECT_EQ(DBA_NewITEM(&f_), 2);
 }
 
@@ -81,16 +74,12 @@ TEST_F(DbaFileTest, DeleteLinksInFrontOfTheChainAndNewItemReusesLifo) {
   DBA_DeleteITEM(&f_, 0);  // ignored
   DBA_DeleteITEM(&f_, 1);
   auto b = ReadFileBytes(path_);
-  EXPECT_EQ(I32At(b, ItemPos(2)), -1);
-  EXPECT_EQ(I32At(b, ItemPos(2) + 4), 0);
-  EXPECT_EQ(I32At(b, ItemPos(1)), -1);
-  EXPECT_EQ(I32At(b, ItemPos(1) + 4), 2);
-  EXPECT_EQ(I32At(b, ItemPos(1) + 8), 101);  // the body stays as it was
-  DbaHeader h = kvtest::ReadHeader(path_);
-  EXPECT_EQ(h.freeHead, 1);
-  EXPECT_EQ(h.usedCount, 1);
-  EXPECT_EQ(h.slotCount, 3);
-  EXPECT_GE(h.lastChange, before.lastChange);
+  // Heads of 2 and 1, then 1's body as it was.
+  EXPECT_EQ((V{I32At(b, ItemPos(2)), I32At(b, ItemPos(2) + 4), I32At(b, ItemPos(1)), I32At(b, ItemPos(1) + 4),
+               I32At(b, ItemPos(1) + 8)}),
+            (V{-1, 0, -1, 2, 101}));
+  EXPECT_EQ(kvtest::Counts(path_), (V{1, 1, 3}));
+  EXPECT_GE(kvtest::ReadHeader(path_).lastChange, before.lastChange);
   EXPECT_EQ(DBA_UsedITEMs(&f_), 1);
   EXPECT_EQ(DBA_NewITEM(&f_), 1);
   EXPECT_EQ(DBA_NewITEM(&f_), 2);
@@ -139,19 +128,15 @@ TEST_F(DbaFileTest, ValidItemAndReferenceCounts) {
 }
 
 TEST_F(DbaFileTest, ProgressDivisor) {
-  EXPECT_EQ(DBA_GetAnzeigeTeiler(0), 10);
-  EXPECT_EQ(DBA_GetAnzeigeTeiler(200), 10);
-  EXPECT_EQ(DBA_GetAnzeigeTeiler(201), 100);
-  EXPECT_EQ(DBA_GetAnzeigeTeiler(20000), 100);
-  EXPECT_EQ(DBA_GetAnzeigeTeiler(200000), 1000);
-  EXPECT_EQ(DBA_GetAnzeigeTeiler(200001), 10000);
+  V got;
+  for (int32_t n : {0, 200, 201, 20000, 200000, 200001}) got.push_back(DBA_GetAnzeigeTeiler(n));
+  EXPECT_EQ(got, (V{10, 10, 100, 100, 1000, 10000}));
 }
 
 TEST_F(DbaFileTest, FailedOpenLeavesCountOneUntilTheMatchingClose) {
   std::vector<uint8_t> buf(R);
   EXPECT_EQ(DBA_ReadDATA(&f_, 1, buf.data()), 0);
-  EXPECT_EQ(f_.openCount, 1);
-  EXPECT_EQ(f_.handle, -1);
+  EXPECT_EQ((V{f_.openCount, f_.handle}), (V{1, -1}));
   EXPECT_EQ(DBA_OpenDBA(&f_), 0);  // only counts up and keeps failing
   EXPECT_EQ(f_.openCount, 2);
   DBA_CloseDBA(&f_);
@@ -173,21 +158,15 @@ TEST_F(DbaFileTest, BadInputFailsWithoutTouchingTheFile) {
   ASSERT_EQ(DBA_NewITEM(&f_), 1);
   const auto image = ReadFileBytes(path_);
   std::vector<uint8_t> buf(R);
-  EXPECT_EQ(DBA_NeueDBA(nullptr), 0);
   EXPECT_EQ(DBA_InitDBA(nullptr), nullptr);
-  EXPECT_EQ(DBA_NewITEM(nullptr), 0);
   DBA_DeleteITEM(nullptr, 1);
   DBA_DeleteITEM(&f_, -3);
-  EXPECT_EQ(DBA_ReadDATA(&f_, 0, buf.data()), 0);
-  EXPECT_EQ(DBA_ReadDATA(&f_, -1, buf.data()), 0);
-  EXPECT_EQ(DBA_WriteDATA(&f_, 0, buf.data()), 0);
-  EXPECT_EQ(DBA_WriteDATA(&f_, 1, nullptr), 0);
-  EXPECT_EQ(DBA_OpenDBA(&f_), 1);
-  EXPECT_EQ(DBA_GetDATA(&f_, 1, buf.data(), -4), 0);
-  EXPECT_EQ(DBA_SetDATA(&f_, -2, buf.data(), R), 0);
-  EXPECT_EQ(DBA_SetExternID_from_ID(&f_, 0, 5), 0);  // would overwrite the header
-  EXPECT_EQ(DBA_SetID_from_ExternID(&f_, -1, 5), 0);
-  EXPECT_EQ(DBA_GetHEADER(&f_, nullptr), 0);
+  // Identifier 0 of table A would overwrite the header.
+  const V results{DBA_NeueDBA(nullptr), DBA_NewITEM(nullptr), DBA_ReadDATA(&f_, 0, buf.data()),
+                  DBA_ReadDATA(&f_, -1, buf.data()), DBA_WriteDATA(&f_, 0, buf.data()), DBA_WriteDATA(&f_, 1, nullptr),
+                  DBA_OpenDBA(&f_), DBA_GetDATA(&f_, 1, buf.data(), -4), DBA_SetDATA(&f_, -2, buf.data(), R),
+                  DBA_SetExternID_from_ID(&f_, 0, 5), DBA_SetID_from_ExternID(&f_, -1, 5), DBA_GetHEADER(&f_, nullptr)};
+  EXPECT_EQ(results, (V{0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0}));
   DBA_CloseDBA(&f_);
   DbaFile weird = f_;
   weird.recordSize = 0;
@@ -234,9 +213,7 @@ TEST_F(DbaFileTest, AFailedAppendWriteLeavesTheHeaderAlone) {
   auto image = ReadFileBytes(path_);
   kv::fault::Arm(kv::fault::Kind::Write, 0);  // the zeroed record comes up short
   EXPECT_EQ(DBA_NewITEM(&f_), 0);
-  DbaHeader h = kvtest::ReadHeader(path_);
-  EXPECT_EQ(h.slotCount, 0);
-  EXPECT_EQ(h.freeHead, 0);
+  EXPECT_EQ(kvtest::Counts(path_), (V{0, 0, 0}));
   EXPECT_EQ(DBA_NewITEM(&f_), 1);  // and the next append works
   kv::fault::Arm(kv::fault::Kind::Allocate, 0);
   EXPECT_EQ(DBA_NewITEM(&f_), 0);
@@ -256,13 +233,10 @@ TEST_F(DbaFileTest, AppendStartsPastTheLastSlotInTheFileInOneWrite) {
   auto b = ReadFileBytes(path_);
   ASSERT_EQ(b.size(), static_cast<size_t>(ItemPos(5) + R));
   EXPECT_EQ(I32At(b, ItemPos(4) + 8), 44);
-  EXPECT_EQ(I32At(b, ItemPos(5)), -1);
-  EXPECT_EQ(I32At(b, ItemPos(5) + 4), 0);
-  for (int64_t i = ItemPos(5) + 8; i < ItemPos(6); ++i) ASSERT_EQ(b[i], 0) << i;
-  DbaHeader h = kvtest::ReadHeader(path_);
-  EXPECT_EQ(h.slotCount, 5);
-  EXPECT_EQ(h.usedCount, 3);
-  EXPECT_EQ(h.freeHead, 0);
+  std::vector<uint8_t> fresh(R, 0);
+  kvtest::PutI32(fresh, 0, -1);
+  EXPECT_EQ(std::vector<uint8_t>(b.begin() + ItemPos(5), b.end()), fresh);
+  EXPECT_EQ(kvtest::Counts(path_), (V{0, 3, 5}));
 
   // A slot cut short at the end of the file (a write that did not finish) is
   // not a slot: the next append writes it whole, under the same number.
@@ -272,8 +246,7 @@ TEST_F(DbaFileTest, AppendStartsPastTheLastSlotInTheFileInOneWrite) {
   ASSERT_EQ(DBA_NewITEM(&f_), 6);
   b = ReadFileBytes(path_);
   ASSERT_EQ(b.size(), static_cast<size_t>(ItemPos(6) + R));
-  EXPECT_EQ(I32At(b, ItemPos(6)), -1);
-  for (int64_t i = ItemPos(6) + 8; i < ItemPos(7); ++i) ASSERT_EQ(b[i], 0) << i;
+  EXPECT_EQ(std::vector<uint8_t>(b.begin() + ItemPos(6), b.end()), fresh);
 }
 
 TEST_F(DbaFileTest, HeaderOnePastTheLastSlotMeansAppendNext) {
@@ -284,9 +257,7 @@ TEST_F(DbaFileTest, HeaderOnePastTheLastSlotMeansAppendNext) {
   kvtest::PutI32(b, 8, 3);  // a converter's header: free head = slots + 1
   kvtest::WriteFileBytes(path_, b);
   EXPECT_EQ(DBA_NewITEM(&f_), 3);
-  DbaHeader h = kvtest::ReadHeader(path_);
-  EXPECT_EQ(h.freeHead, 0);
-  EXPECT_EQ(h.slotCount, 3);
+  EXPECT_EQ(kvtest::Counts(path_), (V{0, 3, 3}));
   EXPECT_EQ(DBA_NewITEM(&f_), 4);
 }
 
@@ -301,9 +272,7 @@ TEST_F(DbaFileTest, NewItemWorksUnderTheCallersOwnHeaderLock) {
   KVHOST_SetLockTimeout(10000);
   EXPECT_EQ(DBA_UnlockHEADER(&f_), 1);  // still the caller's lock to release
   DBA_CloseDBA(&f_);
-  DbaHeader h = kvtest::ReadHeader(path_);
-  EXPECT_EQ(h.usedCount, 2);
-  EXPECT_EQ(h.slotCount, 2);
+  EXPECT_EQ(kvtest::Counts(path_), (V{0, 2, 2}));
 }
 
 TEST_F(DbaFileTest, ItemLocksBelongToTheDescriptorsHandle) {

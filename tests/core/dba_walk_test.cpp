@@ -88,10 +88,8 @@ TEST_F(DbaWalkTest, ReadWriteWalkStopsOnNegativeAndWritesOnPositive) {
   g_answers = {{1, 1}, {2, 0}, {3, -1}};
   EXPECT_EQ(DBA_MitAllenITEMsRW(&f_, Record), &f_);
   EXPECT_EQ(g_seen, (std::vector<int32_t>{1, 2, 3}));
-  EXPECT_EQ(TagOf(1), 11);
-  EXPECT_EQ(TagOf(2), 20);
-  EXPECT_EQ(TagOf(3), 30);  // the stopping item is not written
-  EXPECT_EQ(f_.openCount, 0);
+  // The stopping item is not written.
+  EXPECT_EQ((std::vector<int32_t>{TagOf(1), TagOf(2), TagOf(3), f_.openCount}), (std::vector<int32_t>{11, 20, 30, 0}));
 }
 
 TEST_F(DbaWalkTest, DeletingWalkReadsZeroAndNegativeTheOtherWayRound) {
@@ -108,25 +106,22 @@ TEST_F(DbaWalkTest, DeletingWalkReadsZeroAndNegativeTheOtherWayRound) {
   g_answer = -1;  // delete everything that is left
   DBA_MitAllenITEMsLoeschWeg(&f_, Record);
   EXPECT_EQ(g_seen, (std::vector<int32_t>{1, 3, 4, 5}));  // the limit taken at the start holds
-  DbaHeader h = kvtest::ReadHeader(path_);
-  EXPECT_EQ(h.usedCount, 0);
+  EXPECT_EQ(kvtest::ReadHeader(path_).usedCount, 0);
   EXPECT_EQ(kvtest::FreeChain(path_, R, C), (std::vector<int32_t>{5, 4, 3, 1, 2}));
 }
 
 TEST_F(DbaWalkTest, ExternalIdentifierTables) {
   Fill(3);
   ASSERT_EQ(DBA_OpenDBA(&f_), 1);
-  EXPECT_EQ(DBA_SetExternID_from_ID(&f_, 1, 700), 1);
-  EXPECT_EQ(DBA_SetExternID_from_ID(&f_, 3, 900), 1);
-  EXPECT_EQ(DBA_SetID_from_ExternID(&f_, 7, 1), 1);
-  EXPECT_EQ(DBA_GetExternID_from_ID(&f_, 3), 900);
-  EXPECT_EQ(DBA_GetID_from_ExternID(&f_, 7), 1);
-  EXPECT_EQ(DBA_GetExternID_from_ID(&f_, 2), 0);
+  EXPECT_EQ((std::vector<int32_t>{DBA_SetExternID_from_ID(&f_, 1, 700), DBA_SetExternID_from_ID(&f_, 3, 900),
+                                  DBA_SetID_from_ExternID(&f_, 7, 1), DBA_GetExternID_from_ID(&f_, 3),
+                                  DBA_GetID_from_ExternID(&f_, 7), DBA_GetExternID_from_ID(&f_, 2)}),
+            (std::vector<int32_t>{1, 1, 1, 900, 1, 0}));
   DBA_CloseDBA(&f_);
+  // Table A at items 1 and 3, table B at identifier 7.
   auto b = kvtest::ReadFileBytes(path_);
-  EXPECT_EQ(I32At(b, 40 + 4 * 0), 700);       // table A, item 1
-  EXPECT_EQ(I32At(b, 40 + 4 * 2), 900);       // table A, item 3
-  EXPECT_EQ(I32At(b, 40 + 4 * C + 4 * 6), 1);  // table B, identifier 7
+  EXPECT_EQ((std::vector<int32_t>{I32At(b, 40), I32At(b, 40 + 4 * 2), I32At(b, 40 + 4 * C + 4 * 6)}),
+            (std::vector<int32_t>{700, 900, 1}));
 
   static std::vector<int32_t> ids;
   ids.clear();
@@ -168,9 +163,7 @@ TEST_F(DbaWalkTest, ReoRebuildsChainAndCountsFromTheHeads) {
 
   EXPECT_EQ(DBA_Reo(&f_), &f_);
   h = kvtest::ReadHeader(path_);
-  EXPECT_EQ(h.usedCount, 2);
-  EXPECT_EQ(h.slotCount, 7);
-  EXPECT_EQ(h.idCapacity, C);
+  EXPECT_EQ((std::vector<int32_t>{h.usedCount, h.slotCount, h.idCapacity}), (std::vector<int32_t>{2, 7, C}));
   EXPECT_EQ(kvtest::FreeChain(path_, R, C), (std::vector<int32_t>{1, 2, 4, 5, 6, 8, 9, 10}));
   // The chain is used up first; taking 8..10 raises the slot count with each,
   // so that no item in use lies above it; then the append follows slot 10.
@@ -198,9 +191,8 @@ TEST_F(DbaWalkTest, ResizeCopiesEveryItemWithItsHead) {
   ASSERT_EQ(b.size(), static_cast<size_t>(5 * 2 * R + 40 + 8 * C));
   for (int32_t n = 1; n <= 4; ++n) {
     size_t pos = static_cast<size_t>(n) * 2 * R + 40 + 8 * C;
-    EXPECT_EQ(I32At(b, pos), n == 2 ? -1 : 1);
-    EXPECT_EQ(I32At(b, pos + 8), 10 * n);
-    EXPECT_EQ(I32At(b, pos + R), n);
+    EXPECT_EQ((std::vector<int32_t>{I32At(b, pos), I32At(b, pos + 8), I32At(b, pos + R)}),
+              (std::vector<int32_t>{n == 2 ? -1 : 1, 10 * n, n}));
   }
   for (size_t i = 0; i < 40 + 8 * C; ++i) ASSERT_EQ(b[i], 0);  // header is the caller's
 }
@@ -371,8 +363,7 @@ TEST_F(DbaReadAheadTest, ReorganisationOverManyBlocksCountsEveryHead) {
   }
   ASSERT_NE(DBA_Reo(&f_), nullptr);
   const DbaHeader h = kvtest::ReadHeader(path_);
-  EXPECT_EQ(h.usedCount, used);
-  EXPECT_EQ(h.slotCount, highest);
+  EXPECT_EQ((std::vector<int32_t>{h.usedCount, h.slotCount}), (std::vector<int32_t>{used, highest}));
   EXPECT_EQ(kvtest::FreeChain(path_, kR, kC), chain);
   EXPECT_EQ(kvtest::ReadFileBytes(path_).size(), image.size());  // nothing written past the end
 }
