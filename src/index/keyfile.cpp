@@ -29,7 +29,10 @@ thread_local ActiveBound t_saved[8];
 thread_local int t_depth = 0;
 
 int32_t ComputeHighestSlot(const BaumKeyDatei* d) {
-  const int64_t size = FileIO_Size(d->handle);
+  // An operation's cache has the size from the stamp it began with.
+  int64_t size = -1;
+  const SlotCache* cache = SlotCache::For(d);
+  if (cache == nullptr || !cache->SizeAtStart(&size)) size = FileIO_Size(d->handle);
   const int32_t inFile = size < 0 ? 0 : KeyFileSlotsInSize(d->recordSize, size);
   return inFile > d->slotCount ? inFile : d->slotCount;
 }
@@ -255,6 +258,7 @@ BaumKeyDatei* KeyFileInit(const char* path, int32_t recordSize, int32_t slotCoun
 void KeyFileExit(BaumKeyDatei* d) {
   if (d == nullptr) return;
   if (d->handle != kInvalidHandle) FileIO_Close(d->handle);
+  SlotCache::Forget(d);
   Storage_Deallocate(d);
 }
 

@@ -9,6 +9,7 @@
 #include <unordered_map>
 
 #include "index/keyfile.h"
+#include "services/fileio.h"
 #include "services/storage.h"
 
 namespace kv::index {
@@ -26,7 +27,7 @@ bool WriteAt(const BaumKeyDatei* d, int64_t position, const void* buffer, int32_
 // Counts one file read for KeyFileReadCount.
 void CountKeyFileRead();
 
-// What one key operation has read of its file, slot by slot.
+// What key operations have read of their file, slot by slot.
 //
 // A tree step used to cost three reads and three seeks: the node, the key
 // of the node and the search key in slot 0, each read again at every
@@ -37,17 +38,31 @@ void CountKeyFileRead();
 // exact: every read and write of the descriptor goes through ReadAt /
 // WriteAt, which consult and update it, so the operation sees precisely the
 // bytes it would have read from the file; a write of bytes the file already
-// holds is left out. Its life is one exported call (a search, an add, a
-// removal, a reorganisation). Other processes may not change the file in
-// that span, which the key file's sharing rule already demands: each key
-// operation runs under the caller's own lock (include/kvdata/bbaumlib.h),
-// and a reorganisation runs alone.
+// holds is left out. Other processes may not change the tree while an
+// operation runs, which the key file's sharing rule already demands: each
+// key operation runs under the caller's own lock
+// (include/kvdata/bbaumlib.h), and a reorganisation runs alone.
+//
+// Kept across calls. A search, an add and a removal (Keep::kAcrossCalls)
+// also keep what they read for the next such call on the descriptor, so the
+// upper tree levels are read once rather than at every search. What is kept
+// is trusted only while the file provably has not changed: each operation
+// starts with the file's stamp (one fstat: identity, size, both change
+// times in nanoseconds) and empties the cache unless it equals the stamp
+// taken when the last operation ended, after that operation's own writes;
+// and a stamp is taken as proof only where the file layer calls it exact,
+// that is where any later change by any process must give another stamp
+// (FileIO_Stamp). Elsewhere - network shares, coarse time stamps within the
+// current tick, Windows - every call reads afresh as before. Raw record
+// reads outside a key operation never see the kept bytes, so a payload
+// another station wrote under its slot lock is always read from the file.
 //
 // Caches nest: an operation started inside another one's callback on the
 // same descriptor shares the open cache.
 class SlotCache {
  public:
-  explicit SlotCache(const BaumKeyDatei* d);
+  enum class Keep { kThisCall, kAcrossCalls };
+  SlotCache(const BaumKeyDatei* d, Keep keep);
   ~SlotCache();
   SlotCache(const SlotCache&) = delete;
   SlotCache& operator=(const SlotCache&) = delete;
@@ -58,6 +73,11 @@ class SlotCache {
 
   // The open cache of d, or null.
   static SlotCache* For(const BaumKeyDatei* d);
+  // Drops what was kept for d (the descriptor is going away).
+  static void Forget(const BaumKeyDatei* d);
+  // The file's size as the operation found it, while it has written
+  // nothing; false otherwise (the caller asks the file).
+  bool SizeAtStart(int64_t* size) const;
   // A read within one slot: false when the cache does not handle it (the
   // header, a range across slots); otherwise *ok tells whether all bytes
   // were there, as a file read would.
@@ -67,11 +87,13 @@ class SlotCache {
   // Bytes that reached the file at position.
   void Wrote(int64_t position, const void* buffer, int32_t written);
 
- private:
   struct Image {
     int32_t valid = 0;  // bytes of the slot that the file holds
     std::unique_ptr<uint8_t[]> bytes;
   };
+  using Images = std::unordered_map<int32_t, Image>;
+
+ private:
   Image* Fetch(int32_t slot);
   int32_t SlotAt(int64_t position) const;
 
@@ -79,7 +101,13 @@ class SlotCache {
   const SlotCache* outer_;  // the cache that was open before, of any descriptor
   bool owner_;              // false: an inner operation sharing d's cache
   int64_t stride_;
-  std::unordered_map<int32_t, Image> slots_;
+  int64_t limit_;           // bytes of slots held before the cache is emptied
+  Images own_;              // the slots when nothing is kept across calls
+  Images* slots_;           // own_ or the descriptor's kept slots
+  struct Kept* kept_ = nullptr;
+  bool wrote_ = false;      // a write reached the file (or was tried)
+  bool started_ = false;    // start_ holds the file's stamp at the start
+  FileStamp start_;
 };
 
 // Record of any slot, slot 0 included, on the open file; no bound checks.

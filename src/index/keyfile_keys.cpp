@@ -72,7 +72,7 @@ int32_t KeyFileFind(BaumKeyDatei* d, const void* record) {
   if (d == nullptr || record == nullptr) return 0;
   OpenScope open(d);
   if (!open) return 0;
-  SlotCache cache(d);
+  SlotCache cache(d, SlotCache::Keep::kAcrossCalls);
   TreeBound bound(d);
   return SearchKey(d, record);
 }
@@ -81,7 +81,7 @@ int32_t KeyFileAdd(BaumKeyDatei* d, void* record) {
   if (d == nullptr || record == nullptr) return 0;
   OpenScope open(d);
   if (!open) return 0;
-  SlotCache cache(d);
+  SlotCache cache(d, SlotCache::Keep::kAcrossCalls);
   TreeBound bound(d);
   const int32_t existing = SearchKey(d, record);
   if (existing > 0) return existing;
@@ -115,7 +115,7 @@ int32_t KeyFileAdd(BaumKeyDatei* d, void* record) {
 int32_t KeyFileRemove(BaumKeyDatei* d, int32_t slot) {
   if (d == nullptr || slot < 1 || slot > d->slotCount) return 0;
   OpenScope open(d);
-  SlotCache cache(d);
+  SlotCache cache(d, SlotCache::Keep::kAcrossCalls);
   KeyRecord head(d);
   KeyRecord rec(d);
   if (!open || !head || !rec || !ReadSlot(d, slot, rec.bytes())) return 0;
@@ -149,7 +149,7 @@ int32_t KeyFileWalk(BaumKeyDatei* d, AvlVisitFn visit) {
 int32_t KeyFileRebuildFreeList(BaumKeyDatei* d, AvlProgressFn progress) {
   if (d == nullptr) return 0;
   OpenScope open(d);
-  SlotCache cache(d);
+  SlotCache cache(d, SlotCache::Keep::kThisCall);
   if (open) cache.Preload(0, d->slotCount);
   KeyRecord head(d);
   KeyRecord rec(d);
@@ -183,7 +183,7 @@ int32_t KeyFileReorganise(BaumKeyDatei* d, AvlProgressFn clearTree, AvlProgressF
   OpenScope open(d);
   // Every slot is visited in every pass, and the tree pass searches the
   // tree for each: the whole file is read up front.
-  SlotCache cache(d);
+  SlotCache cache(d, SlotCache::Keep::kThisCall);
   if (open) cache.Preload(0, d->slotCount);
   KeyRecord head(d);
   KeyRecord rec(d);

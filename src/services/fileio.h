@@ -60,6 +60,29 @@ int32_t FileIO_Read(FileHandle h, void* buffer, int32_t count);
 int32_t FileIO_Write(FileHandle h, const void* buffer, int32_t count);
 // Length of an open file, -1 on failure.
 int64_t FileIO_Size(FileHandle h);
+// What an open file's contents are known by between two calls: identity,
+// size and both change times. `exact` says that any later change of the
+// file, by any process on the machine, is bound to give a different stamp:
+// true on local file systems whose times are fine-grained once looked at
+// (Linux 6.13 and later: ext4, XFS, Btrfs, tmpfs), and on older kernels when
+// the file's last change lies over a second back. False where a change could
+// go unseen: a change within the clock tick of the last one on coarse time
+// stamps, network file systems that cache attributes, and Windows (no
+// stamp there). A reader may keep bytes across calls only on an exact stamp.
+struct FileStamp {
+  uint64_t device = 0;
+  uint64_t inode = 0;
+  int64_t size = -1;
+  int64_t modified = 0;  // nanoseconds since 1970
+  int64_t changed = 0;   // nanoseconds since 1970 (status change)
+  bool exact = false;
+  bool SameFileState(const FileStamp& o) const {
+    return device == o.device && inode == o.inode && size == o.size && modified == o.modified && changed == o.changed;
+  }
+};
+// The stamp of an open file (one fstat); false for a bad handle or where the
+// platform has none.
+bool FileIO_Stamp(FileHandle h, FileStamp* out);
 // A number that changes with every FileIO_Write of this process, through any
 // handle. Lets a reader that holds bytes read ahead tell whether the process
 // may have changed them since.

@@ -23,6 +23,11 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/stat.h>
+#if defined(__linux__)
+#include <sys/statfs.h>
+#include <sys/utsname.h>
+#endif
+#include <time.h>
 #include <sys/types.h>
 #include <unistd.h>
 
@@ -301,6 +306,95 @@ int64_t FileIO_Size(FileHandle h) {
   struct stat st;
   if (!Known(h) || fstat(h, &st) != 0) return -1;
   return st.st_size;
+}
+
+namespace {
+
+// How a file system's change times behave, as far as telling two states of
+// a file apart goes.
+enum class Times {
+  kUntrusted,     // network or unknown: attributes may be cached or coarse
+  kCoarse,        // local, set from the coarse clock (up to a second)
+  kFineOnceSeen,  // local, and a change after a stat always gets a new time
+};
+
+#if defined(__linux__)
+bool KernelAtLeast(int major, int minor) {
+  static const int version = [] {
+    struct utsname u;
+    int a = 0, b = 0;
+    if (uname(&u) != 0 || std::sscanf(u.release, "%d.%d", &a, &b) != 2) return 0;
+    return a * 1000 + b;
+  }();
+  return version >= major * 1000 + minor;
+}
+
+Times TimesOf(FileHandle h, dev_t device) {
+  static Mutex m;
+  static std::map<dev_t, Times> known;
+  MutexLock lock(m);
+  auto it = known.find(device);
+  if (it != known.end()) return it->second;
+  struct statfs fs;
+  Times t = Times::kUntrusted;
+  if (fstatfs(h, &fs) == 0) {
+    switch (static_cast<unsigned long>(fs.f_type)) {
+      case 0xEF53UL:      // ext2/3/4
+      case 0x58465342UL:  // XFS
+      case 0x9123683EUL:  // Btrfs
+      case 0x01021994UL:  // tmpfs
+        // Multigrain time stamps came with 6.13 for exactly these four.
+        t = KernelAtLeast(6, 13) ? Times::kFineOnceSeen : Times::kCoarse;
+        break;
+      default:
+        break;
+    }
+  }
+  known.emplace(device, t);
+  return t;
+}
+#else
+Times TimesOf(FileHandle, dev_t) { return Times::kUntrusted; }
+#endif
+
+int64_t Nanoseconds(const struct timespec& t) { return int64_t{t.tv_sec} * 1000000000 + t.tv_nsec; }
+
+}  // namespace
+
+bool FileIO_Stamp(FileHandle h, FileStamp* out) {
+  if (out == nullptr || !Known(h)) return false;
+  // The clock is read before the stat: a change after the stat is stamped
+  // no earlier than this.
+  struct timespec before {};
+#if defined(CLOCK_REALTIME_COARSE)
+  clock_gettime(CLOCK_REALTIME_COARSE, &before);
+#else
+  clock_gettime(CLOCK_REALTIME, &before);
+#endif
+  struct stat st;
+  if (fstat(h, &st) != 0) return false;
+  out->device = static_cast<uint64_t>(st.st_dev);
+  out->inode = static_cast<uint64_t>(st.st_ino);
+  out->size = st.st_size;
+  out->modified = Nanoseconds(st.st_mtim);
+  out->changed = Nanoseconds(st.st_ctim);
+  const int64_t second = 1000000000;
+  // Fine-grained times carry nanoseconds; a whole-second time comes from a
+  // file system or inode format that keeps seconds only, where the coarse
+  // rule must hold.
+  const bool settled = out->changed < Nanoseconds(before) - second;
+  switch (TimesOf(h, st.st_dev)) {
+    case Times::kFineOnceSeen:
+      out->exact = out->changed % second != 0 || settled;
+      break;
+    case Times::kCoarse:
+      out->exact = settled;
+      break;
+    case Times::kUntrusted:
+      out->exact = false;
+      break;
+  }
+  return true;
 }
 
 int32_t FileIO_Read(FileHandle h, void* buffer, int32_t count) {

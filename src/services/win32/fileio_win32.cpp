@@ -338,6 +338,10 @@ int64_t FileIO_GetPos(FileHandle h) {
   return now.QuadPart;
 }
 
+// NTFS may put off updating a file's write time, so no stamp is offered:
+// readers read again in every call.
+bool FileIO_Stamp(FileHandle, FileStamp*) { return false; }
+
 int64_t FileIO_Size(FileHandle h) {
   HANDLE handle = Get(h);
   LARGE_INTEGER size;
