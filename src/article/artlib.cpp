@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "article/fixed_records.h"
+#include "core/fixed_records.h"
 #include "kvdata/artlib.h"
 #include "services/name_resolve.h"
 #include "services/platform.h"

@@ -6,10 +6,11 @@
 #include <cstddef>
 #include <cstring>
 
-#include "article/fixed_records.h"
+#include "core/fixed_records.h"
+#include "article/artlib.h"
+#include "article/teilezusatz.h"
+#include "ean/eanteile.h"
 #include "kvdata/artlib.h"
-#include "kvdata/eanteile.h"
-#include "kvdata/teilezusatz.h"
 #include "services/texdefs.h"
 
 namespace kv::database {
@@ -255,8 +256,8 @@ int32_t delete_item(int32_t id) {
   if (result == 1) {
     // The EAN entry and the extras belong to the slot; the next item that
     // takes it must not inherit them.
-    EANTEILE_Loesche_EAN_Einzelteil(id);
-    TeileZusatz_Loesche(id);
+    eanteile::remove(id);
+    teilezusatz::remove(id);
   }
   return result;
 }
@@ -269,7 +270,7 @@ int32_t item_vat(int32_t id) {
 int32_t article_vat(int32_t id) {
   Einzelteil r;
   ArtikelRecord a;
-  if (lese(id, &r) != 1 || ARTLIB_LeseArtikel(r.article, &a) != 1) return -1;
+  if (lese(id, &r) != 1 || artlib::lese(r.article, &a) != 1) return -1;
   return a.vatCode;
 }
 

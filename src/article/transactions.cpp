@@ -13,6 +13,7 @@
 #include <cstring>
 
 #include "article/database.h"
+#include "article/artlib.h"
 #include "kvdata/artlib.h"
 #include "services/fileio.h"
 #include "services/texdefs.h"
@@ -234,7 +235,7 @@ int32_t adopt_prices(int32_t id) {
   int32_t result = 0;
   Einzelteil r;
   ArtikelRecord a;
-  if (read(id, &r) == 1 && ARTLIB_LeseArtikel(r.article, &a) == 1) {
+  if (read(id, &r) == 1 && artlib::lese(r.article, &a) == 1) {
     r.price1First = a.price1First;
     r.price1Second = a.price1Second;
     r.price2First = a.price2First;
@@ -254,7 +255,7 @@ uint16_t adopt_vat(int32_t id) {
   ArtikelRecord a;
   if (read(id, &r) == 1) {
     result = r.vatCode;
-    if (ARTLIB_LeseArtikel(r.article, &a) == 1) {
+    if (artlib::lese(r.article, &a) == 1) {
       r.vatCode = a.vatCode;
       if (write(id, &r) == 1) result = r.vatCode;
     }

@@ -4,7 +4,6 @@
 // already taken (by files older than the counter, or written by hand).
 #include "core/nummern.h"
 #include "document/auftrag.h"
-#include "kvdata/nummern.h"
 #include "services/storage.h"
 
 namespace kv::auftrag {
@@ -35,7 +34,7 @@ int32_t NextFreeAfter(int32_t current) {
 // Only a look: the counter is read without a lock and not written.
 int32_t NextFreeNumber() {
   int32_t current = 0;
-  Nummern_NummernLesen(&current, kNumberRange);
+  nummern::ReadCounter(&current, kNumberRange);
   return NextFreeAfter(current);
 }
 

@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "article/fixed_records.h"
+#include "core/fixed_records.h"
 #include "kvdata/eanteile.h"
 
 namespace kv::eanteile {

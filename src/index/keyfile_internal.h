@@ -8,6 +8,7 @@
 #include <memory>
 #include <unordered_map>
 
+#include "core/nested_open.h"
 #include "index/keyfile.h"
 #include "services/storage.h"
 
@@ -139,21 +140,16 @@ class KeyRecord {
   StorageBlock block_;
 };
 
-// Nested open for the span of one operation.
-class OpenScope {
- public:
-  explicit OpenScope(BaumKeyDatei* d) : d_(d), ok_(KeyFileOpen(d) == 1) {}
-  ~OpenScope() {
-    if (ok_) KeyFileClose(d_);
-  }
-  OpenScope(const OpenScope&) = delete;
-  OpenScope& operator=(const OpenScope&) = delete;
-  explicit operator bool() const { return ok_; }
-
- private:
-  BaumKeyDatei* d_;
-  bool ok_;
+// Nested open for the span of one operation (see core/nested_open.h for
+// how the counters differ).
+struct KeyFileOpenRule {
+  using File = BaumKeyDatei;
+  static constexpr bool kCloseAfterFailure = false;
+  static bool Open(BaumKeyDatei* d) { return KeyFileOpen(d) == 1; }
+  static void Close(BaumKeyDatei* d) { KeyFileClose(d); }
 };
+
+using OpenScope = NestedOpen<KeyFileOpenRule>;
 
 }  // namespace kv::index
 

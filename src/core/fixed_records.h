@@ -6,8 +6,8 @@
 // have in common (reference-counted open, positioned record I/O, creation,
 // enlargement, the copy / delete / rename rewrite) so that each family only
 // adds its own rules.
-#ifndef KV_ARTICLE_FIXED_RECORDS_H
-#define KV_ARTICLE_FIXED_RECORDS_H
+#ifndef KV_CORE_FIXED_RECORDS_H
+#define KV_CORE_FIXED_RECORDS_H
 
 #include <cstdint>
 
@@ -105,4 +105,4 @@ bool RewriteAsVersion(const char* path, int32_t recordSize, int32_t newVersion);
 
 }  // namespace kv::fixed
 
-#endif  // KV_ARTICLE_FIXED_RECORDS_H
+#endif  // KV_CORE_FIXED_RECORDS_H

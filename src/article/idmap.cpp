@@ -1,16 +1,18 @@
 // ID mapping files on top of the key files.
-#include "index/idmap.h"
+#include "article/idmap.h"
 
 #include <cstring>
 
 #include "core/dba_progress.h"
 #include "index/keyfile.h"
-#include "kvdata/artlib.h"
+#include "article/artlib.h"
 #include "services/action.h"
 #include "services/fileio.h"
 #include "services/name_resolve.h"
 
-namespace kv::index {
+namespace kv::idmap {
+
+using namespace kv::index;
 
 namespace {
 
@@ -53,7 +55,7 @@ class ProgressDisplay {
 // The maps hold one key per article at most, so they follow the article
 // family's configured maximum (0 until ARTLIB_Init has run).
 int32_t IdMapSlotCount() {
-  const int32_t articles = ARTLIB_GetIniMaxArtikel();
+  const int32_t articles = artlib::max_count();
   return articles > kIdMapMinSlots ? articles : kIdMapMinSlots;
 }
 
@@ -97,4 +99,4 @@ BaumKeyDatei* InitIdMapFile(const char* dataDir, const char* fileName) {
   return d;
 }
 
-}  // namespace kv::index
+}  // namespace kv::idmap

@@ -1,10 +1,10 @@
-#include "article/fixed_records.h"
+#include "core/fixed_records.h"
 
 #include <cstdio>
 #include <cstring>
 #include <vector>
 
-#include "kvdata/dba.h"
+#include "core/dba_progress.h"
 #include "services/action.h"
 #include "services/name_resolve.h"
 #include "services/cause.h"
@@ -68,7 +68,7 @@ class Walk {
  public:
   Walk(const char* title, int64_t total)
       : dlg_(Action_OpenDlg(nullptr, 0)),
-        step_(DBA_GetAnzeigeTeiler(static_cast<int32_t>(total > INT32_MAX ? INT32_MAX : total))) {
+        step_(dba::ProgressStep(static_cast<int32_t>(total > INT32_MAX ? INT32_MAX : total))) {
     Action_SetDlgTitel(dlg_, title);
     Action_ProgressStart(dlg_, 1, static_cast<int32_t>(total > INT32_MAX ? INT32_MAX : total));
   }
