@@ -26,6 +26,7 @@
 #include "core/dba_progress.h"
 #include "services/action.h"
 #include "services/fileio.h"
+#include "services/le_fields.h"
 #include "services/platform.h"
 
 namespace kv::dba {
@@ -122,7 +123,7 @@ class ReadAhead {
       if (head.state == -1) continue;
       std::memcpy(buffer, item, static_cast<size_t>(f_->recordSize));
       ++f_->delivered;
-      if (tableEntries_) std::memcpy(externId, table_.data() + int64_t{n - first_} * 4, 4);
+      if (tableEntries_) *externId = le::GetI32(table_.data(), static_cast<size_t>(n - first_) * 4);
       return n;
     }
     return 0;

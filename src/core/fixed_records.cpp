@@ -5,9 +5,11 @@
 #include <vector>
 
 #include "core/dba_progress.h"
+#include "core/nested_open.h"
 #include "services/action.h"
 #include "services/name_resolve.h"
 #include "services/cause.h"
+#include "services/le_fields.h"
 #include "services/platform.h"
 
 namespace kv::fixed {
@@ -119,10 +121,8 @@ bool UnlockRecord(const File& f, int32_t n) {
 
 static void FreshHeader(uint8_t header[kHeaderSize]) {
   std::memset(header, 0, kHeaderSize);
-  int32_t version = kCurrentVersion;
-  uint32_t now = UnixTimeNow32();
-  std::memcpy(header, &version, 4);
-  std::memcpy(header + 4, &now, 4);
+  le::PutI32(header, 0, kCurrentVersion);
+  le::PutU32(header, 4, UnixTimeNow32());
 }
 
 static std::vector<uint8_t> EmptyRecord(int32_t size, ClearFn clear) {
@@ -192,27 +192,23 @@ bool InitFile(File& f, const char* initPath, const char* name, int32_t recordSiz
 }
 
 bool ReadOnce(File& f, int32_t n, void* record) {
-  if (n < 0 || n > f.count || record == nullptr || Open(f) == kInvalidHandle) return false;
-  bool ok = ReadRecord(f, n, record);
-  Close(f);
-  return ok;
+  if (n < 0 || n > f.count || record == nullptr) return false;
+  FixedOpen open(&f);
+  return open && ReadRecord(f, n, record);
 }
 
 bool WriteOnce(File& f, int32_t n, const void* record) {
-  if (n < 0 || n > f.count || record == nullptr || Open(f) == kInvalidHandle) return false;
-  bool ok = WriteRecord(f, n, record);
-  Close(f);
-  return ok;
+  if (n < 0 || n > f.count || record == nullptr) return false;
+  FixedOpen open(&f);
+  return open && WriteRecord(f, n, record);
 }
 
 bool WriteLocked(File& f, int32_t n, const void* record) {
-  if (n < 0 || n > f.count || record == nullptr || Open(f) == kInvalidHandle) return false;
-  bool ok = LockRecord(f, n);
-  if (ok) {
-    ok = WriteRecord(f, n, record);
-    UnlockRecord(f, n);
-  }
-  Close(f);
+  if (n < 0 || n > f.count || record == nullptr) return false;
+  FixedOpen open(&f);
+  if (!open || !LockRecord(f, n)) return false;
+  const bool ok = WriteRecord(f, n, record);
+  UnlockRecord(f, n);
   return ok;
 }
 
@@ -231,8 +227,7 @@ bool StampHeader(const char* path) {
   uint8_t header[kHeaderSize];
   bool ok = ReadAt(h, 0, header, kHeaderSize);
   if (ok) {
-    uint32_t now = UnixTimeNow32();
-    std::memcpy(header + 4, &now, 4);
+    le::PutU32(header, 4, UnixTimeNow32());
     ok = WriteAt(h, 0, header, kHeaderSize);
   }
   FileIO_Close(h);
@@ -264,9 +259,8 @@ bool RewriteAsVersion(const char* path, int32_t recordSize, int32_t newVersion) 
   int64_t size = FileIO_Size(from);
   ok = ok && size >= kHeaderSize && ReadAt(from, 0, header, kHeaderSize);
   if (ok) {
-    uint32_t now = UnixTimeNow32();
-    std::memcpy(header, &newVersion, 4);
-    std::memcpy(header + 4, &now, 4);
+    le::PutI32(header, 0, newVersion);
+    le::PutU32(header, 4, UnixTimeNow32());
     ok = WriteAt(to, 0, header, kHeaderSize) && CopyRecords(path, from, to, size, recordSize);
   }
   FileIO_Close(from);

@@ -11,6 +11,7 @@
 #include "kvdata/kvhost.h"
 #include "services/cause.h"
 #include "services/fileio.h"
+#include "services/le_fields.h"
 #include "services/hostui.h"
 #include "services/name_resolve.h"
 #include "services/platform.h"
@@ -43,17 +44,10 @@ char g_path[kMaxPath] = "";
 
 bool ValidIndex(int32_t index) { return index >= 0 && index < kCounterCount; }
 
-int32_t GetCounter(const unsigned char* image, int32_t index) {
-  const unsigned char* p = image + 4 * index;
-  return static_cast<int32_t>(static_cast<uint32_t>(p[0]) | static_cast<uint32_t>(p[1]) << 8 |
-                              static_cast<uint32_t>(p[2]) << 16 |
-                              static_cast<uint32_t>(p[3]) << 24);
-}
+int32_t GetCounter(const unsigned char* image, int32_t index) { return le::GetI32(image, 4 * static_cast<size_t>(index)); }
 
 void PutCounter(unsigned char* image, int32_t index, int32_t value) {
-  unsigned char* p = image + 4 * index;
-  uint32_t v = static_cast<uint32_t>(value);
-  for (int i = 0; i < 4; ++i) p[i] = static_cast<unsigned char>(v >> (8 * i));
+  le::PutI32(image, 4 * static_cast<size_t>(index), value);
 }
 
 // Reads the whole file image over the cleared buffer; a short file leaves

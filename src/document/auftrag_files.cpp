@@ -4,6 +4,7 @@
 
 #include "document/auftrag.h"
 #include "document/doc_files.h"
+#include "services/le_fields.h"
 #include "services/name_resolve.h"
 #include "services/platform.h"
 #include "services/storage.h"
@@ -19,20 +20,11 @@ char g_archiveDir[kMaxPath] = "";
 bool g_inArchive = false;
 int32_t g_initFlag = 0;
 
-void PutU32(void* block, int32_t offset, uint32_t value) {
-  std::memcpy(static_cast<unsigned char*>(block) + offset, &value, 4);
-}
-
-int32_t GetI32(const void* block, int32_t offset) {
-  int32_t v;
-  std::memcpy(&v, static_cast<const unsigned char*>(block) + offset, 4);
-  return v;
-}
+using le::GetI32;
+using le::PutU32;
 
 bool FirstWordSet(const void* position) {
-  uint16_t w;
-  std::memcpy(&w, position, 2);
-  return w != 0;
+  return le::GetU16(position, 0) != 0;
 }
 
 int64_t BlockOffset(int32_t p, int32_t reference, const Format& f) {

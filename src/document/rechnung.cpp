@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "document/doc_files.h"
+#include "services/le_fields.h"
 #include "services/name_resolve.h"
 
 namespace kv::rechnung {
@@ -127,8 +128,7 @@ int32_t Delete(int32_t number) {
 
 int32_t WriteRecord(FileHandle h, void* record) {
   if (h == kInvalidHandle || record == nullptr) return 0;
-  const int32_t version = kVersion;
-  std::memcpy(static_cast<char*>(record) + kVersionOffset, &version, 4);
+  le::PutI32(record, kVersionOffset, kVersion);
   return MoveBlock(h, record, kRecordSize, true);
 }
 
@@ -147,7 +147,7 @@ int32_t ChangeStatus(int32_t number, int32_t status, void* copy) {
   unsigned char record[kRecordSize];
   int32_t ok = ReadRecord(h, record);
   if (ok) {
-    std::memcpy(record + kStatusOffset, &status, 4);
+    le::PutI32(record, kStatusOffset, status);
     ok = FileIO_SetPos(h, 0) == 0 && WriteRecord(h, record);
   }
   FileIO_Close(h);
@@ -161,7 +161,7 @@ int32_t GetStatus(int32_t number) {
   if (h == kInvalidHandle) return 0;
   unsigned char record[kRecordSize];
   int32_t status = 0;
-  if (ReadRecord(h, record)) std::memcpy(&status, record + kStatusOffset, 4);
+  if (ReadRecord(h, record)) status = le::GetI32(record, kStatusOffset);
   FileIO_Close(h);
   return status;
 }

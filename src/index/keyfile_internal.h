@@ -10,6 +10,7 @@
 
 #include "core/nested_open.h"
 #include "index/keyfile.h"
+#include "services/le_fields.h"
 #include "services/storage.h"
 
 namespace kv::index {
@@ -87,14 +88,8 @@ class SlotCache {
 bool ReadSlot(const BaumKeyDatei* d, int32_t slot, void* record);
 bool WriteSlot(const BaumKeyDatei* d, int32_t slot, const void* record);
 
-inline int32_t GetI32(const void* record, int32_t offset) {
-  int32_t v;
-  std::memcpy(&v, static_cast<const uint8_t*>(record) + offset, 4);
-  return v;
-}
-inline void PutI32(void* record, int32_t offset, int32_t v) {
-  std::memcpy(static_cast<uint8_t*>(record) + offset, &v, 4);
-}
+using le::GetI32;
+using le::PutI32;
 
 // The slots a key operation may touch. The tree reads and writes nodes whose
 // numbers come from the file itself, and it checks none of them; a damaged
