@@ -10,7 +10,9 @@
  *   offset 0             order header
  *   offset (2p - 1) * B  position p (p = 1, 2, ...)
  *   offset 2p * B        reference copy of position p
- * Offsets are 64-bit inside the library: large orders pass 2 GiB.
+ * An order file ends below 2 GiB, as the 32-bit positions of every other
+ * program on the same data directory require: positions from 5185 on
+ * (format 550: from 269785 on) are refused (0), nothing read or written.
  * Fields the library uses (all others belong to the application and are
  * moved whole):
  *   header   +2    u32  last write, seconds since 1970 (stamped on write)

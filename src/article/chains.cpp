@@ -33,6 +33,7 @@
 #include "kvdata/bezlib.h"
 #include "kvdata/kvlockdb.h"
 #include "partner/kunden.h"
+#include "services/cause.h"
 #include "services/fileio.h"
 #include "services/platform.h"
 
@@ -171,25 +172,38 @@ enum Kind { kArticleChain = 0, kDesignationChain = 1, kCustomerChain = 2 };
 
 Links links_of(Kind k) { return k == kArticleChain ? kArticle : k == kDesignationChain ? kDesignation : kCustomer; }
 
-// The head record of one chain, read without its lock (to learn the tail
-// or whether the head exists at all).
-bool peek(Kind k, int32_t owner, Head& h) {
-  if (k == kCustomerChain) return partner::ReadChainHeads(owner, &h.first, &h.last) == 1;
+// What a look at a chain's head record found.
+enum class Seen { kHead, kNoHead, kBusy };
+
+// The head record of one chain, read without keeping its lock (to learn the
+// tail or whether the head exists at all). The customer head is read under
+// the customer's lock; a lock held elsewhere past the time-out is kBusy, so
+// that a sale is retried instead of leaving the item outside the chain of a
+// customer who exists.
+Seen peek(Kind k, int32_t owner, Head& h) {
+  if (k == kCustomerChain) {
+    const int32_t got = partner::ReadChainHeads(owner, &h.first, &h.last);
+    return got == 1 ? Seen::kHead : got < 0 ? Seen::kBusy : Seen::kNoHead;
+  }
+  // On Windows a record another station holds locked cannot even be read:
+  // that is a busy head too, not a missing one.
+  const uint32_t refusals = LockRefusals();
   bool ok = false;
   if (k == kArticleChain) {
     ArtikelRecord a;
-    if (ARTLIB_OeffneDatenbank() == -1) return false;
+    if (ARTLIB_OeffneDatenbank() == -1) return Seen::kNoHead;
     ok = owner != 0 && ARTLIB_LeseArtikel(owner, &a) == 1;
     if (ok) h = {a.firstItem, a.lastItem};
     ARTLIB_SchliesseDatenbank();
   } else {
     Bezeichnung b;
-    if (BEZLIB_OeffneDatenbank() == -1) return false;
+    if (BEZLIB_OeffneDatenbank() == -1) return Seen::kNoHead;
     ok = BEZLIB_LeseBezeichnung(owner, &b) == 1;
     if (ok) h = {b.firstItem, b.lastItem};
     BEZLIB_SchliesseDatenbank();
   }
-  return ok;
+  if (ok) return Seen::kHead;
+  return LockRefusals() != refusals ? Seen::kBusy : Seen::kNoHead;
 }
 
 std::unique_ptr<HeadStore> make_head(Kind k, int32_t owner) {
@@ -270,7 +284,9 @@ ChainResult apply_steps(int32_t id, Einzelteil& r, std::vector<Step>& steps) {
   for (Step& s : steps) {
     Links l = links_of(s.kind);
     Head seen;
-    const bool readable = peek(s.kind, s.owner, seen);
+    const Seen found = peek(s.kind, s.owner, seen);
+    if (found == Seen::kBusy) return ChainResult::kBusy;
+    const bool readable = found == Seen::kHead;
     if (s.add) {
       if (!readable) {
         if (!s.optional) return ChainResult::kFailed;

@@ -3,8 +3,9 @@
 // reference copy, which holds the position as it was agreed, so that changes
 // can be found later). Blocks are 207108 bytes in the current format 560 and
 // 3980 bytes in the older format 550; block b lies at b * blockSize, so
-// position p is block 2p - 1 and its reference copy block 2p. Offsets are
-// 64-bit: a large order passes 2 GiB.
+// position p is block 2p - 1 and its reference copy block 2p. A block must
+// end below 2 GiB: the other programs on the data directory address order
+// files with 32-bit positions.
 #ifndef KV_DOCUMENT_AUFTRAG_H
 #define KV_DOCUMENT_AUFTRAG_H
 

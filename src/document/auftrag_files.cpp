@@ -1,9 +1,12 @@
 // Order directory, file names and the block I/O of one order file.
+#include <algorithm>
+#include <climits>
 #include <cstdio>
 #include <cstring>
 
 #include "document/auftrag.h"
 #include "document/doc_files.h"
+#include "services/cause.h"
 #include "services/le_fields.h"
 #include "services/name_resolve.h"
 #include "services/platform.h"
@@ -32,13 +35,24 @@ int64_t BlockOffset(int32_t p, int32_t reference, const Format& f) {
   return block * f.blockSize;
 }
 
+// Order files are addressed with 32-bit byte positions, as the bulk read of
+// all positions is: a block ending past 2^31 - 1 is a failed seek, refused
+// before any I/O (a position number near INT32_MAX would otherwise make a
+// file of hundreds of terabytes).
+bool Addressable(int64_t offset, int32_t size) {
+  if (offset + size <= INT32_MAX) return true;
+  NoteFailure(Cause::kBadArgument, "order block at byte %lld: past the 2 GiB an order file can address",
+              static_cast<long long>(offset));
+  return false;
+}
+
 int32_t ReadBlockAt(FileHandle h, int64_t offset, void* buffer, int32_t size) {
-  if (buffer == nullptr || FileIO_SetPos(h, offset) != offset) return 0;
+  if (buffer == nullptr || !Addressable(offset, size) || FileIO_SetPos(h, offset) != offset) return 0;
   return FileIO_Read(h, buffer, size) == size ? 1 : 0;
 }
 
 int32_t WriteBlockAt(FileHandle h, int64_t offset, const void* buffer, int32_t size) {
-  if (buffer == nullptr || FileIO_SetPos(h, offset) != offset) return 0;
+  if (buffer == nullptr || !Addressable(offset, size) || FileIO_SetPos(h, offset) != offset) return 0;
   return FileIO_Write(h, buffer, size) == size ? 1 : 0;
 }
 
@@ -157,10 +171,10 @@ int32_t WritePosition(FileHandle h, int32_t p, int32_t reference, void* position
 int32_t PositionCount(FileHandle h, const Format& f) {
   // Position p reads in full exactly when the file reaches 2p blocks, so
   // the count follows from the length without reading gigabytes.
-  const int64_t size = FileIO_Size(h);
+  // Only the addressable part of the file counts.
+  const int64_t size = std::min<int64_t>(FileIO_Size(h), INT32_MAX);
   if (size < 0) return 0;
-  const int64_t count = size / (2 * static_cast<int64_t>(f.blockSize));
-  return count > INT32_MAX ? INT32_MAX : static_cast<int32_t>(count);
+  return static_cast<int32_t>(size / (2 * static_cast<int64_t>(f.blockSize)));
 }
 
 int32_t ReadAllPositions(FileHandle h, int32_t count, void* buffer) {

@@ -97,6 +97,8 @@ class CustomerLock {
   bool opened() const { return opened_; }
   // The lock is held.
   bool ok() const { return range_.has_value() && range_->ok(); }
+  // The record exists in the file but another station holds its lock.
+  bool busy() const { return range_.has_value() && !range_->ok(); }
 
  private:
   bool opened_ = false;
@@ -124,7 +126,11 @@ int32_t Delete(int32_t number);
 int32_t AllUsable();
 int32_t SetDeclaration(int32_t number, bool on);
 // The chain heads of the single items sold to a customer (record bytes
-// 911 and 915). Read: 0 when the record is free or cannot be read. Write:
+// 911 and 915). Read: 1 with the heads; 0 when the customer has no record
+// that could head a chain (no file, a number outside it, a free or short
+// record); -1 when the customer's lock could not be had within the lock
+// time-out, which says nothing about the record and must not be taken for
+// "no customer". Write:
 // last write date and time and both heads (bytes 907..918) in one write,
 // under the customer's lock; 0 for a free record or a refused lock.
 int32_t ReadChainHeads(int32_t number, int32_t* first, int32_t* last);

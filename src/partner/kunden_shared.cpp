@@ -193,6 +193,7 @@ int32_t SetDeclaration(int32_t number, bool on) {
 int32_t ReadChainHeads(int32_t number, int32_t* first, int32_t* last) {
   if (first == nullptr || last == nullptr) return 0;
   CustomerLock lock(number);
+  if (lock.busy()) return -1;
   Kunde disk;
   if (!lock.ok() || !ReadThroughHeads(number, disk) || disk.refCount == -1) return 0;
   *first = disk.firstItem;

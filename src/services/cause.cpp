@@ -23,8 +23,10 @@ struct Record {
 thread_local Record t_pending;
 thread_local Record t_last;
 thread_local int32_t t_depth = 0;
+thread_local uint32_t t_lockRefusals = 0;
 
 void Format(Record& r, Cause cause, const char* format, va_list args) {
+  if (cause == Cause::kLocked) ++t_lockRefusals;
   r.cause = cause;
   std::vsnprintf(r.text, sizeof r.text, format, args);
 }
@@ -56,6 +58,8 @@ bool Refuse(const char* what) {
 }
 
 Cause PendingCause() { return t_pending.cause; }
+
+uint32_t LockRefusals() { return t_lockRefusals; }
 
 ExportCall::ExportCall() : outermost_(t_depth++ == 0) {
   if (outermost_) t_pending.cause = Cause::kNone;

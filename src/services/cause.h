@@ -48,6 +48,12 @@ bool Refuse(const char* what);
 // The cause recorded by the current call so far (kNone if none).
 Cause PendingCause();
 
+// How often this thread has met a byte range that another handle holds: a
+// lock refused past the time-out, or (on Windows) a read or write refused
+// because another handle locks the bytes. A caller that must tell "busy"
+// from "missing" after a failed read compares it before and after.
+uint32_t LockRefusals();
+
 // ---- used by the exported functions' guard -----------------------------
 // One exported call on this thread. The outermost one starts with no
 // pending cause; Fail() makes the pending cause the thread's last error.

@@ -6,6 +6,7 @@
 
 #include "article_support.h"
 #include "kvdata/kvhost.h"
+#include "services/fileio.h"
 #include "services/platform.h"
 
 namespace articletest {
@@ -140,6 +141,27 @@ TEST_F(ChainLockOrderTest, ADeleteThatCannotGetItsNeighbourChangesNothing) {
   KVHOST_SetLockTimeout(4000);
   EXPECT_EQ(DATABASE_AltesTeilLoeschen(x_), 1);
   ExpectAllChains({y_, z_});
+}
+
+// The article record held through another handle (another station's
+// chain change holding the head). On Windows the held record cannot even be
+// read; a delete must then wait and give up, not unlink the item while
+// leaving the article's head pointing at it.
+TEST_F(ChainLockOrderTest, ADeleteWhoseArticleHeadIsHeldChangesNothing) {
+  MakeThree();
+  using namespace kv;
+  const FileHandle h = FileIO_OpenRWS((dir() + "ARTIKEL.DBA").c_str());
+  ASSERT_NE(h, kInvalidHandle);
+  ASSERT_EQ(FileIO_Lock(h, ARTLIB_FilePos(1), ARTLIB_RECORD_SIZE), 1);
+  KVHOST_SetLockTimeout(300);
+  EXPECT_EQ(DATABASE_AltesTeilLoeschen(z_), 0);
+  FileIO_Unlock(h, ARTLIB_FilePos(1), ARTLIB_RECORD_SIZE);
+  FileIO_Close(h);
+  ExpectAllChains({x_, y_, z_});
+
+  KVHOST_SetLockTimeout(4000);
+  EXPECT_EQ(DATABASE_AltesTeilLoeschen(z_), 1);
+  ExpectAllChains({x_, y_});
 }
 
 }  // namespace

@@ -71,6 +71,18 @@ KVTEST_WORKER(move_tail_away) {
   return 0;
 }
 
+// args: data directory, customer, marker, milliseconds. The office holding
+// the customer's record (a long edit) for a while.
+KVTEST_WORKER(hold_customer) {
+  DbaFile customers = kvtest::MakeDba(args.at(0) + "KUNDEN.DBA", KUNDE_RECORD_SIZE, 0);
+  if (DBA_OpenDBA(&customers) != 1 || DBA_LockDATA(&customers, std::stoi(args.at(1))) != 1) return 2;
+  kvtest::WriteFileBytes(args.at(2), {1});
+  kv::SleepMs(std::stoi(args.at(3)));
+  DBA_UnlockDATA(&customers, std::stoi(args.at(1)));
+  DBA_CloseDBA(&customers);
+  return 0;
+}
+
 class CustomerChainProcessTest : public ArticleTest {
  protected:
   void TearDown() override {
@@ -105,6 +117,37 @@ TEST_F(CustomerChainProcessTest, AnAppendGivesWayToAStationMovingTheTailAway) {
   EXPECT_EQ(DATABASE_EinzelteilVerkaufen(&sale), 1);
   EXPECT_EQ(kvtest::WaitWorker(w), 0);
   ExpectChain(dir(), Chain::Customer, customer, {x, y});
+}
+
+TEST_F(CustomerChainProcessTest, ASaleToACustomerHeldPastTheTimeOutWritesNothing) {
+  PutArticle(1, "Jacke", 1);
+  const int32_t customer = NewCustomer();
+  ASSERT_NE(customer, 0);
+  Einzelteil rx = NewRecord(1, 0);
+  const int32_t x = DATABASE_NeuesTeil(&rx);
+  ASSERT_NE(x, 0);
+  kvtest::Worker w = kvtest::SpawnWorker("hold_customer", {dir(), std::to_string(customer), file("m"), "1500"});
+  for (int waited = 0; !kvtest::FileExists(file("m")); ++waited) {
+    ASSERT_LT(waited, 2000);
+    kv::SleepMs(5);
+  }
+  // A customer whose lock cannot be had is still a customer: the sale must
+  // not go through leaving the item named after him but outside his chain.
+  KVHOST_SetLockTimeout(300);
+  EinzelteilVerkauf sale{.item = x, .documentRef = 1, .previousDocumentRef = 0, .location = 1,
+                         .saleRef = 1, .customer = customer, .quantity = 1, .flags = 0,
+                         .saleDate = 45000, .saleTime = 600, .vatCode = 1, .reserved38 = 0};
+  EXPECT_EQ(DATABASE_EinzelteilVerkaufen(&sale), 0);
+  Einzelteil now;
+  ASSERT_NE(DATABASE_OeffneDatenbank(), -1);
+  ASSERT_EQ(DATABASE_LeseEinzelteil(x, &now), 1);
+  DATABASE_SchliesseDatenbank();
+  EXPECT_EQ(int32_t{now.customer}, 0);
+  EXPECT_EQ(kvtest::WaitWorker(w), 0);
+
+  KVHOST_SetLockTimeout(3000);
+  EXPECT_EQ(DATABASE_EinzelteilVerkaufen(&sale), 1);
+  ExpectChain(dir(), Chain::Customer, customer, {x});
 }
 
 TEST_F(CustomerChainProcessTest, TwoTillsAndTheOfficeNeverLoseALink) {

@@ -106,6 +106,13 @@ TEST_F(Orders, HeaderPositionsAndReferenceCopiesLieAtTheirBlocks) {
     ASSERT_EQ(AUFTRAGDBA_WritePositionMitTimeInfo(h, p, 1, ref.data(), 0), 1);
   }
   EXPECT_EQ(AUFTRAGDBA_WritePosition(h, 0, 0, header.data()), 0);
+  // An order file is addressed with 32-bit positions: from position 5185 on
+  // (its block would end past 2 GiB) nothing is read or written.
+  for (int32_t far : {5185, INT32_MAX}) {
+    EXPECT_EQ(AUFTRAGDBA_WritePosition(h, far, 0, header.data()), 0) << far;
+    EXPECT_EQ(AUFTRAGDBA_WritePositionMitTimeInfo(h, far, 1, header.data(), 0), 0) << far;
+    EXPECT_EQ(AUFTRAGDBA_ReadPosition(h, far, 1, header.data()), 0) << far;
+  }
   AUFTRAGDBA_Close(h);
 
   const auto bytes = ReadFileBytes(OrderPath(7));

@@ -352,13 +352,23 @@ int32_t FileIO_Read(FileHandle h, void* buffer, int32_t count) {
   bool append;
   HANDLE handle = GetWithPosition(h, &position, &append);
   if (buffer == nullptr || count <= 0 || handle == INVALID_HANDLE_VALUE) return 0;
-  if (fault::Fire(fault::Kind::Read) || LockedByAnotherHandle(h, count)) return 0;
+  if (fault::Fire(fault::Kind::Read)) return 0;
+  if (LockedByAnotherHandle(h, count)) {
+    NoteFailure(Cause::kLocked, "read from handle %d: bytes locked by another handle", static_cast<int>(h));
+    return 0;
+  }
   char* p = static_cast<char*>(buffer);
   int32_t done = 0;
   while (done < count) {
     DWORD n = 0;
     OVERLAPPED ov = At(position + done);
-    if (!ReadFile(handle, p + done, static_cast<DWORD>(count - done), &n, &ov) || n == 0) break;
+    if (!ReadFile(handle, p + done, static_cast<DWORD>(count - done), &n, &ov)) {
+      // Another process's lock on the bytes: a busy record, not a short file.
+      const DWORD error = GetLastError();
+      if (error == ERROR_LOCK_VIOLATION) NoteSystemFailure(static_cast<int32_t>(error), "read from handle %d", static_cast<int>(h));
+      break;
+    }
+    if (n == 0) break;
     done += static_cast<int32_t>(n);
   }
   SetPosition(h, position + done);
@@ -375,7 +385,10 @@ int32_t FileIO_Write(FileHandle h, const void* buffer, int32_t count) {
   bool append;
   HANDLE handle = GetWithPosition(h, &position, &append);
   if (buffer == nullptr || count <= 0 || handle == INVALID_HANDLE_VALUE) return 0;
-  if (LockedByAnotherHandle(h, count)) return 0;
+  if (LockedByAnotherHandle(h, count)) {
+    NoteFailure(Cause::kLocked, "write to handle %d: bytes locked by another handle", static_cast<int>(h));
+    return 0;
+  }
   DWORD want = static_cast<DWORD>(count);
   // An injected fault is a short write: half of the bytes reach the file,
   // as on a full disk.
