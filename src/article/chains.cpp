@@ -28,10 +28,12 @@
 #include <optional>
 #include <vector>
 
+#include "article/artlib.h"
+#include "article/bezlib.h"
 #include "article/database.h"
+#include "core/lockdb.h"
 #include "kvdata/artlib.h"
 #include "kvdata/bezlib.h"
-#include "kvdata/kvlockdb.h"
 #include "partner/kunden.h"
 #include "services/cause.h"
 #include "services/fileio.h"
@@ -104,23 +106,23 @@ class LockedHead : public HeadStore {
 
 struct ArticleOps {
   using Record = ArtikelRecord;
-  static int32_t Open() { return ARTLIB_OeffneDatenbank(); }
-  static void Close() { ARTLIB_SchliesseDatenbank(); }
-  static int32_t Lock(int32_t n) { return ARTLIB_LockArtikel(n); }
-  static int32_t Unlock(int32_t n) { return ARTLIB_UnlockArtikel(n); }
-  static int32_t Read(int32_t n, Record* r) { return ARTLIB_LeseArtikel(n, r); }
-  static int32_t Write(int32_t n, Record* r) { return ARTLIB_SchreibeArtikel(n, r); }
+  static int32_t Open() { return artlib::open(); }
+  static void Close() { artlib::close(); }
+  static int32_t Lock(int32_t n) { return artlib::lock_record(n); }
+  static int32_t Unlock(int32_t n) { return artlib::unlock_record(n); }
+  static int32_t Read(int32_t n, Record* r) { return artlib::lese(n, r); }
+  static int32_t Write(int32_t n, Record* r) { return artlib::schreibe(n, r); }
 };
 using ArticleHead = LockedHead<ArticleOps>;
 
 struct DesignationOps {
   using Record = Bezeichnung;
-  static int32_t Open() { return BEZLIB_OeffneDatenbank(); }
-  static void Close() { BEZLIB_SchliesseDatenbank(); }
-  static int32_t Lock(int32_t n) { return BEZLIB_LockBezeichnung(n); }
-  static int32_t Unlock(int32_t n) { return BEZLIB_UnlockBezeichnung(n); }
-  static int32_t Read(int32_t n, Record* r) { return BEZLIB_LeseBezeichnung(n, r); }
-  static int32_t Write(int32_t n, Record* r) { return BEZLIB_SchreibeBezeichnung(n, r); }
+  static int32_t Open() { return bezlib::open(); }
+  static void Close() { bezlib::close(); }
+  static int32_t Lock(int32_t n) { return bezlib::lock_record(n); }
+  static int32_t Unlock(int32_t n) { return bezlib::unlock_record(n); }
+  static int32_t Read(int32_t n, Record* r) { return bezlib::lese(n, r); }
+  static int32_t Write(int32_t n, Record* r) { return bezlib::schreibe(n, r); }
 };
 using DesignationHead = LockedHead<DesignationOps>;
 
@@ -149,9 +151,9 @@ class CustomerHead : public HeadStore {
 // leave a START / ENDED pair in the lock log.
 class BezBlocking {
  public:
-  BezBlocking() : held_(KVLOCKDB_Blocking_Start(kBezLock, kBezLockWaitMs) == 1) {}
+  BezBlocking() : held_(lockdb::BlockingStart(kBezLock, kBezLockWaitMs) == 1) {}
   ~BezBlocking() {
-    if (held_) KVLOCKDB_Blocking_Stop(kBezLock);
+    if (held_) lockdb::BlockingStop(kBezLock);
   }
   BezBlocking(const BezBlocking&) = delete;
   BezBlocking& operator=(const BezBlocking&) = delete;
@@ -162,7 +164,7 @@ class BezBlocking {
 };
 
 void log_event(const char* function, int32_t w1, int32_t w2, int32_t w3) {
-  KVLOCKDB_Log_Event("SAME IP", "SAME USER", function, w1, w2, w3);
+  lockdb::LogEvent("SAME IP", "SAME USER", function, w1, w2, w3);
 }
 
 constexpr int32_t kMinPauseMs = 2;
@@ -191,16 +193,16 @@ Seen peek(Kind k, int32_t owner, Head& h) {
   bool ok = false;
   if (k == kArticleChain) {
     ArtikelRecord a;
-    if (ARTLIB_OeffneDatenbank() == -1) return Seen::kNoHead;
-    ok = owner != 0 && ARTLIB_LeseArtikel(owner, &a) == 1;
+    if (artlib::open() == -1) return Seen::kNoHead;
+    ok = owner != 0 && artlib::lese(owner, &a) == 1;
     if (ok) h = {a.firstItem, a.lastItem};
-    ARTLIB_SchliesseDatenbank();
+    artlib::close();
   } else {
     Bezeichnung b;
-    if (BEZLIB_OeffneDatenbank() == -1) return Seen::kNoHead;
-    ok = BEZLIB_LeseBezeichnung(owner, &b) == 1;
+    if (bezlib::open() == -1) return Seen::kNoHead;
+    ok = bezlib::lese(owner, &b) == 1;
     if (ok) h = {b.firstItem, b.lastItem};
-    BEZLIB_SchliesseDatenbank();
+    bezlib::close();
   }
   if (ok) return Seen::kHead;
   return LockRefusals() != refusals ? Seen::kBusy : Seen::kNoHead;
@@ -378,7 +380,7 @@ ChainResult apply_steps(int32_t id, Einzelteil& r, std::vector<Step>& steps) {
   }
   // A designation lives only as long as it has items: emptying its chain
   // deletes it (after its record lock is let go, still under LCK_BEZLIB).
-  if (emptied != 0) ok = BEZLIB_BezeichnungLoeschen(emptied) == 1 && ok;
+  if (emptied != 0) ok = bezlib::remove(emptied) == 1 && ok;
   if (!ok) return ChainResult::kFailed;
   return complete ? ChainResult::kDone : ChainResult::kIncomplete;
 }
