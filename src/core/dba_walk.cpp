@@ -23,11 +23,11 @@
 #include <vector>
 
 #include "core/dba_file.h"
-#include "core/dba_progress.h"
 #include "services/action.h"
 #include "services/fileio.h"
 #include "services/le_fields.h"
 #include "services/platform.h"
+#include "services/progress.h"
 
 namespace kv::dba {
 
@@ -57,26 +57,6 @@ int32_t WriteTable(DbaFile* f, bool tableB, int32_t index, int32_t value) {
   if (pos < 0 || f->handle == kInvalidHandle || FileIO_SetPos(f->handle, pos) != pos) return 0;
   return FileIO_Write(f->handle, &value, 4) == 4 ? 1 : 0;
 }
-
-// Progress of one walk, shown every k-th item on a host progress display.
-class WalkProgress {
- public:
-  explicit WalkProgress(int32_t total) : step_(ProgressStep(total)) {
-    dlg_ = Action_OpenDlg(nullptr, 0);
-    Action_ProgressStart(dlg_, 1, total);
-  }
-  ~WalkProgress() {
-    Action_ProgressEnd(dlg_);
-    Action_CloseDlg(dlg_);
-  }
-  void Item() {
-    if (++done_ % step_ == 0) Action_ProgressTo(dlg_, done_);
-  }
-
- private:
-  int32_t step_, done_ = 0;
-  ActionDlg dlg_;
-};
 
 enum class Mode { Each, ReadWrite, Deleting, ExternIds, ExternIdsReadWrite };
 
@@ -170,9 +150,9 @@ DbaFile* WalkReadOnly(DbaFile* f, DbaItemCallback cb, bool externIds, unsigned c
   ReadAhead ahead(f, externIds);
   int32_t ext = 0;
   int32_t n = ahead.First(buffer, &ext);
-  WalkProgress progress(f->walkLimit);
+  Progress progress(nullptr, f->walkLimit);
   for (; n != 0; n = ahead.Next(buffer, &ext)) {
-    progress.Item();
+    progress.Step();
     if (!externIds) {
       cb(n, buffer);
     } else if (ext != 0) {
@@ -193,9 +173,9 @@ DbaFile* Walk(DbaFile* f, DbaItemCallback cb, Mode mode) {
     return WalkReadOnly(f, cb, mode == Mode::ExternIds, buffer.data());
   }
   int32_t n = FirstItem(f, buffer.data());
-  WalkProgress progress(f->walkLimit);
+  Progress progress(nullptr, f->walkLimit);
   for (; n != 0; n = NextItem(f, buffer.data())) {
-    progress.Item();
+    progress.Step();
     int32_t r;
     switch (mode) {
       case Mode::Each:
@@ -292,38 +272,36 @@ DbaFile* Reorganise(DbaFile* f) {
   h.freeHead = 0;
   h.usedCount = 0;
   h.slotCount = 0;
-  ActionDlg dlg = Action_OpenDlg(nullptr, 0);
-  Action_ProgressStart(dlg, 1, end - 1);
-  const int32_t step = ProgressStep(end - 1);
-  // Downwards, so that the rebuilt chain runs in ascending item order. The
-  // slot count becomes the highest used item; free slots above it stay in
-  // the chain, and the next append starts after the slot count again. The
-  // heads are read a block of items at a time; a block that comes back
-  // short (a range another program holds locked) is read item by item.
-  const int32_t perBlock = ItemsPerBlock(f);
-  std::vector<unsigned char> block(static_cast<size_t>(perBlock) * static_cast<size_t>(f->recordSize));
-  for (int32_t hi = end - 1; hi >= 1;) {
-    const int32_t lo = std::max(1, hi - perBlock + 1);
-    const bool whole = ReadItems(f, lo, block.data(), hi - lo + 1) == hi - lo + 1;
-    for (int32_t n = hi; n >= lo; --n) {
-      if ((end - n) % step == 0) Action_ProgressTo(dlg, end - n);
-      if (whole) {
-        std::memcpy(&head, block.data() + int64_t{n - lo} * f->recordSize, sizeof head);
-      } else if (!ReadItemHead(f, n, &head)) {
-        continue;
+  {  // the display closes before the header is written
+    Progress progress(nullptr, end - 1);
+    // Downwards, so that the rebuilt chain runs in ascending item order. The
+    // slot count becomes the highest used item; free slots above it stay in
+    // the chain, and the next append starts after the slot count again. The
+    // heads are read a block of items at a time; a block that comes back
+    // short (a range another program holds locked) is read item by item.
+    const int32_t perBlock = ItemsPerBlock(f);
+    std::vector<unsigned char> block(static_cast<size_t>(perBlock) * static_cast<size_t>(f->recordSize));
+    for (int32_t hi = end - 1; hi >= 1;) {
+      const int32_t lo = std::max(1, hi - perBlock + 1);
+      const bool whole = ReadItems(f, lo, block.data(), hi - lo + 1) == hi - lo + 1;
+      for (int32_t n = hi; n >= lo; --n) {
+        progress.At(end - n, end - n);
+        if (whole) {
+          std::memcpy(&head, block.data() + int64_t{n - lo} * f->recordSize, sizeof head);
+        } else if (!ReadItemHead(f, n, &head)) {
+          continue;
+        }
+        if (head.state < 1) {
+          WriteItemHead(f, n, DbaItemHead{-1, h.freeHead});
+          h.freeHead = n;
+        } else {
+          ++h.usedCount;
+          if (n > h.slotCount) h.slotCount = n;
+        }
       }
-      if (head.state < 1) {
-        WriteItemHead(f, n, DbaItemHead{-1, h.freeHead});
-        h.freeHead = n;
-      } else {
-        ++h.usedCount;
-        if (n > h.slotCount) h.slotCount = n;
-      }
+      hi = lo - 1;
     }
-    hi = lo - 1;
   }
-  Action_ProgressEnd(dlg);
-  Action_CloseDlg(dlg);
   if (FileIO_SetPos(f->handle, 0) == 0) FileIO_Write(f->handle, &h, sizeof h);
   return Close(f);
 }

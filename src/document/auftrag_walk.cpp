@@ -91,7 +91,7 @@ int32_t ConvertAll550To560() {
   WaitCursor wait;
   doc::FinishInterruptedRewrites(OrderDirectory(), "AFT*.DATXX");
   const std::vector<OrderFile> files = ListOrderFiles();
-  doc::Progress progress(true, static_cast<int32_t>(files.size()));
+  Progress progress(nullptr, static_cast<int32_t>(files.size()), doc::DocumentProgress(true));
   for (const OrderFile& f : files) {
     if (!IsAlready560(f.path.c_str())) ConvertFile550To560(f.path.c_str());
     progress.Step();
@@ -140,7 +140,7 @@ int32_t ForEachHeader(HeaderVisitor visit, void* context, HeaderFilter filter, i
   StorageBlock header(kFormat560.blockSize);
   if (!header) return 0;
   const std::vector<OrderFile> files = ListOrderFiles();
-  doc::Progress progress(showProgress, static_cast<int32_t>(files.size()));
+  Progress progress(nullptr, static_cast<int32_t>(files.size()), doc::DocumentProgress(showProgress));
   int32_t visited = 0;
   for (const OrderFile& f : files) {
     progress.Step();
@@ -168,7 +168,7 @@ int32_t ChangeEachHeader(HeaderVisitor visit, void* context, const Format& fmt) 
   StorageBlock header(fmt.blockSize);
   if (!header) return 0;
   const std::vector<OrderFile> files = ListOrderFiles();
-  doc::Progress progress(true, static_cast<int32_t>(files.size()));
+  Progress progress(nullptr, static_cast<int32_t>(files.size()), doc::DocumentProgress(true));
   int32_t written = 0;
   for (const OrderFile& f : files) {
     progress.Step();

@@ -209,18 +209,4 @@ void FinishInterruptedRewrites(const char* directory, const char* tempPattern) {
   }
 }
 
-Progress::Progress(bool show, int32_t total) : dlg_(show ? Action_OpenDlg(nullptr, 0) : 0) {
-  if (dlg_) Action_ProgressStart(dlg_, 0, total);
-}
-
-Progress::~Progress() {
-  if (!dlg_) return;
-  Action_ProgressEnd(dlg_);
-  Action_CloseDlg(dlg_);
-}
-
-void Progress::Step() {
-  if (dlg_) Action_Progress(dlg_);
-}
-
 }  // namespace kv::doc

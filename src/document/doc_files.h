@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "services/action.h"
+#include "services/progress.h"
 
 namespace kv::doc {
 
@@ -91,18 +91,8 @@ int32_t ReplaceWithTemp(const char* path, const char* temp);
 // original is gone.
 void FinishInterruptedRewrites(const char* directory, const char* tempPattern);
 
-// A progress display for one walk (nothing when show is false).
-class Progress {
- public:
-  Progress(bool show, int32_t total);
-  ~Progress();
-  Progress(const Progress&) = delete;
-  Progress& operator=(const Progress&) = delete;
-  void Step();
-
- private:
-  ActionDlg dlg_;
-};
+// The document walks' display: it starts at 0 and advances on every file.
+inline Progress::Options DocumentProgress(bool show) { return {.first = 0, .eachItem = true, .show = show}; }
 
 }  // namespace kv::doc
 

@@ -44,7 +44,7 @@ int32_t CopyWithVersion(FileHandle src, FileHandle dst, int64_t size, int32_t ta
 void UpgradeDirectory(const char* directory, int32_t target) {
   doc::FinishInterruptedRewrites(directory, "RECH*.*XX");
   const std::vector<std::string> files = doc::ListFiles(directory, "RECH*.*");
-  doc::Progress progress(true, static_cast<int32_t>(files.size()));
+  Progress progress(nullptr, static_cast<int32_t>(files.size()), doc::DocumentProgress(true));
   for (const std::string& path : files) {
     progress.Step();
     // Invoice files only: "RECH*.*" also matches the XX copies and names

@@ -10,7 +10,7 @@
 // only locks the root word while it restructures.
 #include <cstring>
 
-#include "core/dba_progress.h"
+#include "services/progress.h"
 #include "index/avl_tree.h"
 #include "index/keyfile_internal.h"
 #include "services/fileio.h"
@@ -189,7 +189,7 @@ int32_t KeyFileReorganise(BaumKeyDatei* d, AvlProgressFn clearTree, AvlProgressF
   KeyRecord rec(d);
   if (!open || !head || !rec || !ReadSlot(d, 0, head.bytes())) return 0;
   TreeBound bound(d);
-  const int32_t step = dba::ProgressStep(d->slotCount);
+  const int32_t step = ProgressStep(d->slotCount);
   NewBavlTree(&d->tree, d->slotCount, clearTree);
 
   int32_t chain = 0;

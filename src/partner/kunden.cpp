@@ -110,7 +110,7 @@ namespace {
     h.lastChange = UnixTimeNow32();
     std::memset(reinterpret_cast<uint8_t*>(&h) + 20, 0, 20);
     dba::SetHeader(&f, &h);
-    WalkProgress progress("KUNDEN.DBA", slots);
+    Progress progress("KUNDEN.DBA", slots, kProgressEndReported);
     // A customer already counted in use keeps the bytes it has: its write
     // is left out.
     auto tidy = [&](Kunde& k, int32_t n) {

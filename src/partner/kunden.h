@@ -9,6 +9,7 @@
 #include <string>
 
 #include "core/dba_file.h"
+#include "services/progress.h"
 
 #include "kvdata/kundendba.h"
 
@@ -52,22 +53,6 @@ void WriteSearchEntry(DbaFile& file, int32_t number, const void* entry, int32_t 
 // saves and deletes inside the bracket open and close no file.
 int32_t OpenBracket();
 int32_t CloseBracket();
-
-// Progress of a walk over `total` items: opens a display, advances it every
-// k-th item (k from DBA_GetAnzeigeTeiler) and closes it on destruction.
-class WalkProgress {
- public:
-  WalkProgress(const char* title, int32_t total);
-  ~WalkProgress();
-  WalkProgress(const WalkProgress&) = delete;
-  WalkProgress& operator=(const WalkProgress&) = delete;
-  void Step();
-
- private:
-  int32_t dlg_;
-  int32_t step_;
-  int32_t done_ = 0;
-};
 
 // ---- records (kunden.cpp) ----
 void Clear(Kunde& k);

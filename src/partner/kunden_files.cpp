@@ -3,7 +3,6 @@
 #include <cstring>
 #include <vector>
 
-#include "core/dba_progress.h"
 #include "core/nested_open.h"
 #include "partner/kunden.h"
 #include "services/action.h"
@@ -76,7 +75,7 @@ int32_t RebuildSearchFile(DbaFile& search, MakeEntry makeEntry) {
   if (!customersOpen) return 0;
   DbaOpen searchOpen(&search);
   if (!searchOpen) return 0;
-  WalkProgress progress("KUNDEN.DBA", dba::UsedItems(&customers));
+  Progress progress("KUNDEN.DBA", dba::UsedItems(&customers), kProgressEndReported);
   Kunde k;
   for (int32_t n = dba::FirstItem(&customers, &k); n != 0; n = dba::NextItem(&customers, &k)) {
     Entry e = makeEntry(k);
@@ -213,22 +212,6 @@ int32_t CloseBracket() {
   ReleaseSearchFile(BankSearchFile(), Holds().bank);
   ReleaseSearchFile(NameSearchFile(), Holds().name);
   return dba::Close(&CustomerFile()) != nullptr ? 1 : 0;
-}
-
-WalkProgress::WalkProgress(const char* title, int32_t total)
-    : dlg_(Action_OpenDlg(nullptr, 0)), step_(dba::ProgressStep(total)) {
-  Action_SetDlgTitel(dlg_, title);
-  Action_ProgressStart(dlg_, 1, total);
-}
-
-WalkProgress::~WalkProgress() {
-  Action_ProgressTo(dlg_, done_);
-  Action_ProgressEnd(dlg_);
-  Action_CloseDlg(dlg_);
-}
-
-void WalkProgress::Step() {
-  if (++done_ % step_ == 0) Action_ProgressTo(dlg_, done_);
 }
 
 }  // namespace kv::partner

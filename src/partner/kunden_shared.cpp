@@ -161,7 +161,7 @@ int32_t AllUsable() {
     dba::Close(&f);
     return 0;
   }
-  WalkProgress progress("KUNDEN.DBA", max);
+  Progress progress("KUNDEN.DBA", max, kProgressEndReported);
   Kunde k;
   for (int32_t n = 1; n <= max; ++n) {
     CustomerLock lock(n);

@@ -170,7 +170,7 @@ bool CopyConverted(DbaFile& from, DbaFile& to, int32_t newSize, int32_t version,
       ok = dba::SetExternId(&to, c, dba::GetExternId(&from, c)) &&
            dba::SetIdFromExtern(&to, c, dba::GetIdFromExtern(&from, c));
     }
-    WalkProgress progress(to.path, h.slotCount);
+    Progress progress(to.path, h.slotCount, kProgressEndReported);
     std::vector<uint8_t> old(static_cast<size_t>(from.recordSize));
     Kunde out;
     for (int32_t n = 1; ok && dba::GetData(&from, n, old.data(), from.recordSize); ++n) {
@@ -303,7 +303,7 @@ int32_t MergeExtension(const char* path) {
     DbaOpen namesOpen(&names);
     opened = customersOpen && extOpen && namesOpen;
     if (opened) {
-      WalkProgress progress(customers.path, dba::UsedItems(&customers));
+      Progress progress(customers.path, dba::UsedItems(&customers), kProgressEndReported);
       Kunde k;
       for (int32_t n = dba::FirstItem(&customers, &k); n != 0; n = dba::NextItem(&customers, &k)) {
         uint8_t extension[kExtensionSize];
