@@ -3,41 +3,46 @@
 #include <cstring>
 
 #include "core/fixed_records.h"
+#include "services/process_state.h"
 #include "kvdata/bezlib.h"
 
 namespace kv::bezlib {
 
 namespace {
-fixed::File g_file;
+// The family's state, one thread at a time (services/process_state.h).
+struct State {
+  fixed::File file;
+};
+State& S() { return FamilyState<State>(); }
 
-bool IsDesignation(int32_t n) { return n >= 1 && n <= g_file.count; }
+bool IsDesignation(int32_t n) { return n >= 1 && n <= S().file.count; }
 // Handles are the family's own: a foreign handle would read another file
 // under this family's bounds.
-bool IsOwnHandle(int32_t handle) { return g_file.openCount > 0 && handle == g_file.handle; }
+bool IsOwnHandle(int32_t handle) { return S().file.openCount > 0 && handle == S().file.handle; }
 }  // namespace
 
 int32_t init(int32_t count, const char* path) {
-  return fixed::InitFile(g_file, path, BEZLIB_FILE_NAME, BEZLIB_RECORD_SIZE, count, nullptr) ? 1 : 0;
+  return fixed::InitFile(S().file, path, BEZLIB_FILE_NAME, BEZLIB_RECORD_SIZE, count, nullptr) ? 1 : 0;
 }
 
-int32_t open() { return fixed::Open(g_file); }
-void close() { fixed::Close(g_file); }
+int32_t open() { return fixed::Open(S().file); }
+void close() { fixed::Close(S().file); }
 
-int32_t lock_record(int32_t n) { return g_file.openCount > 0 && fixed::LockRecord(g_file, n) ? 1 : 0; }
-int32_t unlock_record(int32_t n) { return g_file.openCount > 0 && fixed::UnlockRecord(g_file, n) ? 1 : 0; }
+int32_t lock_record(int32_t n) { return S().file.openCount > 0 && fixed::LockRecord(S().file, n) ? 1 : 0; }
+int32_t unlock_record(int32_t n) { return S().file.openCount > 0 && fixed::UnlockRecord(S().file, n) ? 1 : 0; }
 
 int32_t read_record(int32_t handle, int32_t n, void* record) {
-  return IsDesignation(n) && IsOwnHandle(handle) && fixed::ReadRecord(g_file, n, record) ? 1 : 0;
+  return IsDesignation(n) && IsOwnHandle(handle) && fixed::ReadRecord(S().file, n, record) ? 1 : 0;
 }
 
 int32_t write_record(int32_t handle, int32_t n, const void* record) {
-  return IsDesignation(n) && IsOwnHandle(handle) && fixed::WriteRecord(g_file, n, record) ? 1 : 0;
+  return IsDesignation(n) && IsOwnHandle(handle) && fixed::WriteRecord(S().file, n, record) ? 1 : 0;
 }
 
-int32_t lese(int32_t n, void* record) { return IsDesignation(n) && fixed::ReadOnce(g_file, n, record) ? 1 : 0; }
+int32_t lese(int32_t n, void* record) { return IsDesignation(n) && fixed::ReadOnce(S().file, n, record) ? 1 : 0; }
 
 int32_t schreibe(int32_t n, const void* record) {
-  return IsDesignation(n) && fixed::WriteOnce(g_file, n, record) ? 1 : 0;
+  return IsDesignation(n) && fixed::WriteOnce(S().file, n, record) ? 1 : 0;
 }
 
 // The slot search and the write of the new record happen under the lock of
@@ -45,17 +50,17 @@ int32_t schreibe(int32_t n, const void* record) {
 int32_t new_designation(const char* text) {
   if (text == nullptr || open() == kInvalidHandle) return 0;
   int32_t found = 0;
-  if (fixed::LockRecord(g_file, 0)) {
+  if (fixed::LockRecord(S().file, 0)) {
     Bezeichnung b;
-    for (int32_t n = 1; n <= g_file.count && found == 0; ++n) {
-      if (!fixed::ReadRecord(g_file, n, &b)) break;
+    for (int32_t n = 1; n <= S().file.count && found == 0; ++n) {
+      if (!fixed::ReadRecord(S().file, n, &b)) break;
       if (b.inUse != 0) continue;
       std::memset(&b, 0, sizeof b);
       b.inUse = 1;
       std::strncpy(b.text, text, BEZLIB_TEXT_SIZE - 1);
-      found = fixed::WriteRecord(g_file, n, &b) ? n : -1;
+      found = fixed::WriteRecord(S().file, n, &b) ? n : -1;
     }
-    fixed::UnlockRecord(g_file, 0);
+    fixed::UnlockRecord(S().file, 0);
   }
   close();
   return found > 0 ? found : 0;
@@ -66,13 +71,13 @@ int32_t new_designation(const char* text) {
 int32_t remove(int32_t n) {
   if (!IsDesignation(n) || open() == kInvalidHandle) return 0;
   int32_t result = 0;
-  if (fixed::LockRecord(g_file, n)) {
+  if (fixed::LockRecord(S().file, n)) {
     Bezeichnung b;
-    if (fixed::ReadRecord(g_file, n, &b) && b.firstItem == 0 && b.lastItem == 0) {
+    if (fixed::ReadRecord(S().file, n, &b) && b.firstItem == 0 && b.lastItem == 0) {
       std::memset(&b, 0, sizeof b);
-      result = fixed::WriteRecord(g_file, n, &b) ? 1 : 0;
+      result = fixed::WriteRecord(S().file, n, &b) ? 1 : 0;
     }
-    fixed::UnlockRecord(g_file, n);
+    fixed::UnlockRecord(S().file, n);
   }
   close();
   return result;

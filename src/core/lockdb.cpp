@@ -10,6 +10,7 @@
 #include "core/locklog.h"
 #include "services/name_resolve.h"
 #include "services/platform.h"
+#include "services/process_state.h"
 
 namespace kv::lockdb {
 
@@ -30,10 +31,7 @@ struct State {
   std::atomic<bool> logEnabled{true};
 };
 
-State& S() {
-  static State state;
-  return state;
-}
+State& S() { return FamilyState<State>(); }
 
 // Serialises the byte locks of the threads of this process.
 Mutex& CriticalSection() {

@@ -9,6 +9,7 @@
 #include "services/cause.h"
 #include "services/fileio.h"
 #include "services/name_resolve.h"
+#include "services/process_state.h"
 #include "services/sepa.h"
 
 namespace kv::partner {
@@ -38,10 +39,7 @@ struct BracketHolds {
   int32_t name = 0;
   int32_t bank = 0;
 };
-BracketHolds& Holds() {
-  static BracketHolds holds;
-  return holds;
-}
+BracketHolds& Holds() { return FamilyState<BracketHolds>(); }
 
 void HoldSearchFile(DbaFile& file, int32_t& holds) {
   if (dba::Open(&file)) {
