@@ -109,7 +109,7 @@ int32_t max_count() { return S().own.count; }
 
 void size_and_name(int32_t* count, char* path) {
   if (count != nullptr) *count = S().own.count;
-  if (path != nullptr) CopyPath(path, S().own.path);
+  if (path != nullptr) (void)CopyPath(path, S().own.path);  // both hold kMaxPath
 }
 
 uint32_t last_write_time() {

@@ -60,7 +60,7 @@ int32_t new_designation(const char* text) {
       std::strncpy(b.text, text, BEZLIB_TEXT_SIZE - 1);
       found = fixed::WriteRecord(S().file, n, &b) ? n : -1;
     }
-    fixed::UnlockRecord(S().file, 0);
+    (void)fixed::UnlockRecord(S().file, 0);  // our own lock: nothing to do if it fails
   }
   close();
   return found > 0 ? found : 0;
@@ -77,7 +77,7 @@ int32_t remove(int32_t n) {
       std::memset(&b, 0, sizeof b);
       result = fixed::WriteRecord(S().file, n, &b) ? 1 : 0;
     }
-    fixed::UnlockRecord(S().file, n);
+    (void)fixed::UnlockRecord(S().file, n);  // our own lock: nothing to do if it fails
   }
   close();
   return result;

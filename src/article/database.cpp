@@ -52,7 +52,7 @@ int32_t init(int32_t size, const char* path) {
 
 void size_and_name(int32_t* size, char* path) {
   if (size != nullptr) *size = S().file.count;
-  if (path != nullptr) CopyPath(path, S().file.path);
+  if (path != nullptr) (void)CopyPath(path, S().file.path);  // both hold kMaxPath
 }
 
 int32_t create(DatabaseProgressCallback progress) {

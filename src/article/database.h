@@ -56,7 +56,7 @@ class Patience {
  public:
   Patience();
   // false once the time-out has passed; otherwise sleeps a little.
-  bool pause();
+  [[nodiscard]] bool pause();
 
  private:
   int64_t deadline_;

@@ -268,7 +268,7 @@ DbaFile* AddToRef(DbaFile* f, int32_t item, int32_t delta) {
   // written: that would extend the file with a made-up head.
   if (ReadItemHead(f, item, &head)) {
     head.state += delta;
-    WriteItemHead(f, item, head);
+    (void)WriteItemHead(f, item, head);  // DBA_IncREF / DecREF report nothing
   }
   return Close(f);
 }
@@ -527,7 +527,7 @@ bool FreeItem(DbaFile* f, int32_t item, const void* image) {
           if (image != nullptr) {
             SetData(f, item, before.data(), f->recordSize);
           } else {
-            WriteItemHead(f, item, head);
+            (void)WriteItemHead(f, item, head);
           }
         }
       }
@@ -538,7 +538,7 @@ bool FreeItem(DbaFile* f, int32_t item, const void* image) {
   return freed;
 }
 
-void DeleteItem(DbaFile* f, int32_t item) { FreeItem(f, item, nullptr); }
+void DeleteItem(DbaFile* f, int32_t item) { (void)FreeItem(f, item, nullptr); }  // reports nothing
 
 int32_t ValidItem(DbaFile* f, int32_t item) {
   if (!Usable(f) || item < 1 || item > DBA_MAX_SLOTS || !Open(f)) return 0;

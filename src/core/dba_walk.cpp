@@ -292,7 +292,7 @@ DbaFile* Reorganise(DbaFile* f) {
           continue;
         }
         if (head.state < 1) {
-          WriteItemHead(f, n, DbaItemHead{-1, h.freeHead});
+          (void)WriteItemHead(f, n, DbaItemHead{-1, h.freeHead});  // as the engine always did
           h.freeHead = n;
         } else {
           ++h.usedCount;

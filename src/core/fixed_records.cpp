@@ -178,7 +178,7 @@ bool WriteLocked(File& f, int32_t n, const void* record) {
   FixedOpen open(&f);
   if (!open || !LockRecord(f, n)) return false;
   const bool ok = WriteRecord(f, n, record);
-  UnlockRecord(f, n);
+  (void)UnlockRecord(f, n);  // our own lock: nothing to do if it fails
   return ok;
 }
 

@@ -273,7 +273,7 @@ void LogEvent(const char* ip, const char* user, const char* function, int32_t w1
   std::string line = locklog::FormatLine(LocalTimeNow(), w1, w2, w3, stationIp, stationUser,
                                          function != nullptr ? function : "");
   if (!FileIO_Exist(s.logPath)) FileIO_ResolveNameCase(s.logPath);  // before creating it
-  locklog::AppendLine(s.logPath, line);
+  (void)locklog::AppendLine(s.logPath, line);  // a line that cannot be written is dropped
   FileIO_Close(lock);  // deletes kvlogfile.lok
 }
 

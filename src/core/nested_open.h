@@ -48,14 +48,14 @@ class NestedOpen {
 struct DbaOpenRule {
   using File = DbaFile;
   static constexpr bool kCloseAfterFailure = true;
-  static bool Open(DbaFile* f) { return dba::Open(f) != 0; }
+  [[nodiscard]] static bool Open(DbaFile* f) { return dba::Open(f) != 0; }
   static void Close(DbaFile* f) { dba::Close(f); }
 };
 
 struct FixedOpenRule {
   using File = fixed::File;
   static constexpr bool kCloseAfterFailure = false;
-  static bool Open(fixed::File* f) { return f != nullptr && fixed::Open(*f) != kInvalidHandle; }
+  [[nodiscard]] static bool Open(fixed::File* f) { return f != nullptr && fixed::Open(*f) != kInvalidHandle; }
   static void Close(fixed::File* f) { fixed::Close(*f); }
 };
 

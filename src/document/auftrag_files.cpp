@@ -122,7 +122,7 @@ char* CreateFileName(int32_t number, char* out, int32_t withDirectory) {
     std::snprintf(name, sizeof name, "AFT%010d.DAT", number);
   }
   if (withDirectory) {
-    doc::JoinPath(g_orderDir, name, out);
+    (void)doc::JoinPath(g_orderDir, name, out);
   } else {
     std::strcpy(out, name);
   }

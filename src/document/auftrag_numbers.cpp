@@ -40,7 +40,8 @@ int32_t NextFreeNumber() {
 
 int32_t NewNumber() {
   int32_t n = 0;
-  nummern::UpdateCounters(kNumberRange, 1, [&](int32_t* counter) {
+  // Refused, n stays 0: no number.
+  (void)nummern::UpdateCounters(kNumberRange, 1, [&](int32_t* counter) {
     n = NextFreeAfter(counter[0]);
     counter[0] = n;
     return true;

@@ -120,7 +120,7 @@ std::vector<OrderFile> ListOrderFiles() {
 }
 
 void CountAndName(int32_t* count, char* path) {
-  if (path != nullptr) CopyPath(path, OrderDirectory());
+  if (path != nullptr) (void)CopyPath(path, OrderDirectory());
   if (count == nullptr) return;
   // Counted as the old program did: only the find-next calls count, so the
   // first match is not included. Callers compare against this number.

@@ -197,7 +197,7 @@ FileHandle FindFirst(const char* pattern, char* path) {
   OpenFind& f = g_finds[slot];
   f.handle = fh;
   FileIO_ExtractPath(full, f.directory);
-  doc::JoinPath(f.directory, fd.name, path);
+  (void)doc::JoinPath(f.directory, fd.name, path);
   return fh;
 }
 

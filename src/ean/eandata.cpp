@@ -96,7 +96,7 @@ int32_t WidenUpc(char* code) {
 }
 
 void Init(const char* path) {
-  DataDirectoryOf(path, g_dataDirectory);
+  (void)DataDirectoryOf(path, g_dataDirectory);
 }
 
 const char* DataDirectory() { return g_dataDirectory; }

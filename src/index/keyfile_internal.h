@@ -22,8 +22,8 @@ constexpr int32_t kNextFreeOffset = 40;
 // Positioned transfers on the descriptor's open handle. While a SlotCache
 // is open for the descriptor, reads within one slot are served from it and
 // writes go through it (see SlotCache).
-bool ReadAt(const BaumKeyDatei* d, int64_t position, void* buffer, int32_t length);
-bool WriteAt(const BaumKeyDatei* d, int64_t position, const void* buffer, int32_t length);
+[[nodiscard]] bool ReadAt(const BaumKeyDatei* d, int64_t position, void* buffer, int32_t length);
+[[nodiscard]] bool WriteAt(const BaumKeyDatei* d, int64_t position, const void* buffer, int32_t length);
 
 // Counts one file read for KeyFileReadCount.
 void CountKeyFileRead();
@@ -63,9 +63,9 @@ class SlotCache {
   // A read within one slot: false when the cache does not handle it (the
   // header, a range across slots); otherwise *ok tells whether all bytes
   // were there, as a file read would.
-  bool Read(int64_t position, void* buffer, int32_t length, bool* ok);
+  [[nodiscard]] bool Read(int64_t position, void* buffer, int32_t length, bool* ok);
   // True when the file already holds exactly these bytes.
-  bool Holds(int64_t position, const void* buffer, int32_t length) const;
+  [[nodiscard]] bool Holds(int64_t position, const void* buffer, int32_t length) const;
   // Bytes that reached the file at position.
   void Wrote(int64_t position, const void* buffer, int32_t written);
 
@@ -85,8 +85,8 @@ class SlotCache {
 };
 
 // Record of any slot, slot 0 included, on the open file; no bound checks.
-bool ReadSlot(const BaumKeyDatei* d, int32_t slot, void* record);
-bool WriteSlot(const BaumKeyDatei* d, int32_t slot, const void* record);
+[[nodiscard]] bool ReadSlot(const BaumKeyDatei* d, int32_t slot, void* record);
+[[nodiscard]] bool WriteSlot(const BaumKeyDatei* d, int32_t slot, const void* record);
 
 using le::GetI32;
 using le::PutI32;
@@ -140,7 +140,7 @@ class KeyRecord {
 struct KeyFileOpenRule {
   using File = BaumKeyDatei;
   static constexpr bool kCloseAfterFailure = false;
-  static bool Open(BaumKeyDatei* d) { return KeyFileOpen(d) == 1; }
+  [[nodiscard]] static bool Open(BaumKeyDatei* d) { return KeyFileOpen(d) == 1; }
   static void Close(BaumKeyDatei* d) { KeyFileClose(d); }
 };
 

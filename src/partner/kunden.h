@@ -31,7 +31,7 @@ std::string DirectoryOf(const char* path);
 // Path of file `name` of `directory`, spelled as the file on disk when one
 // exists under another case.
 std::string FileIn(const std::string& directory, const char* name);
-bool InRange(int32_t number);
+[[nodiscard]] bool InRange(int32_t number);
 
 int32_t Init(const char* path);
 int32_t InitSecond(const char* path);
@@ -79,11 +79,11 @@ class CustomerLock {
   CustomerLock(const CustomerLock&) = delete;
   CustomerLock& operator=(const CustomerLock&) = delete;
   // The file opened (an unopened file has no customer to lock).
-  bool opened() const { return opened_; }
+  [[nodiscard]] bool opened() const { return opened_; }
   // The lock is held.
-  bool ok() const { return range_.has_value() && range_->ok(); }
+  [[nodiscard]] bool ok() const { return range_.has_value() && range_->ok(); }
   // The record exists in the file but another station holds its lock.
-  bool busy() const { return range_.has_value() && !range_->ok(); }
+  [[nodiscard]] bool busy() const { return range_.has_value() && !range_->ok(); }
 
  private:
   bool opened_ = false;

@@ -119,7 +119,7 @@ bool InRange(int32_t number) {
 
 std::string DirectoryOf(const char* path) {
   char dir[kMaxPath] = {0};
-  DataDirectoryOf(path, dir);
+  (void)DataDirectoryOf(path, dir);
   FileIO_MakePathName(dir);
   return dir;
 }
@@ -129,7 +129,7 @@ std::string FileIn(const std::string& directory, const char* name) { return Reso
 void SetUpDescriptor(DbaFile& file, const std::string& directory, const char* name, int32_t recordSize) {
   if (file.openCount > 0) dba::Close(&file);
   file = MakeClosed(recordSize);
-  CopyPath(file.path, FileIn(directory, name).c_str());
+  (void)CopyPath(file.path, FileIn(directory, name).c_str());
 }
 
 int32_t Init(const char* path) {

@@ -101,7 +101,7 @@ int32_t TakeAndMark(DbaFile& f) {
   Stamp(k);
   if (lock.ok() && dba::SetData(&f, n, &k, KUNDE_RECORD_SIZE) == 1) return n;
   // Unmarked, the number would look freed to every save: give it back.
-  dba::FreeItem(&f, n, nullptr);
+  (void)dba::FreeItem(&f, n, nullptr);
   return 0;
 }
 
