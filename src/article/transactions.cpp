@@ -230,18 +230,24 @@ int32_t change_value(const int32_t* request) {
   });
 }
 
+// The three price pairs an item takes over from its article.
+struct PriceField {
+  int32_t Einzelteil::*item;
+  int32_t ArtikelRecord::*article;
+};
+constexpr PriceField kPrices[] = {
+    {&Einzelteil::price1First, &ArtikelRecord::price1First}, {&Einzelteil::price1Second, &ArtikelRecord::price1Second},
+    {&Einzelteil::price2First, &ArtikelRecord::price2First}, {&Einzelteil::price2Second, &ArtikelRecord::price2Second},
+    {&Einzelteil::price3First, &ArtikelRecord::price3First}, {&Einzelteil::price3Second, &ArtikelRecord::price3Second},
+};
+
 int32_t adopt_prices(int32_t id) {
   if (open() == kInvalidHandle) return 0;
   int32_t result = 0;
   Einzelteil r;
   ArtikelRecord a;
   if (read(id, &r) == 1 && artlib::lese(r.article, &a) == 1) {
-    r.price1First = a.price1First;
-    r.price1Second = a.price1Second;
-    r.price2First = a.price2First;
-    r.price2Second = a.price2Second;
-    r.price3First = a.price3First;
-    r.price3Second = a.price3Second;
+    for (const PriceField& p : kPrices) r.*p.item = a.*p.article;
     result = write(id, &r);
   }
   close();

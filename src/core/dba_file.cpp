@@ -404,23 +404,23 @@ int32_t UsedItems(DbaFile* f) {
   return ReadHeaderOf(f, &h) ? h.usedCount : 0;
 }
 
+// Sets the open file's position to item n for a transfer of length bytes
+// (which may run on into the following items); false when the transfer
+// would leave the format's bytes or the file is not open.
+static bool SeekForData(DbaFile* f, int32_t item, const void* buffer, int32_t length) {
+  if (buffer == nullptr || length < 1) return false;
+  const int64_t pos = ItemPosition(f, item);
+  return pos > 0 && WithinFormat(f, pos, length) && f->handle != kInvalidHandle &&
+         FileIO_SetPos(f->handle, pos) == pos;
+}
+
 int32_t GetData(DbaFile* f, int32_t item, void* buffer, int32_t length) {
-  if (buffer == nullptr || length < 1) return 0;
-  int64_t pos = ItemPosition(f, item);
-  if (pos <= 0 || !WithinFormat(f, pos, length) || f->handle == kInvalidHandle ||
-      FileIO_SetPos(f->handle, pos) != pos) {
-    return 0;
-  }
+  if (!SeekForData(f, item, buffer, length)) return 0;
   return FileIO_Read(f->handle, buffer, length) == length ? 1 : 0;
 }
 
 int32_t SetData(DbaFile* f, int32_t item, const void* buffer, int32_t length) {
-  if (buffer == nullptr || length < 1) return 0;
-  int64_t pos = ItemPosition(f, item);
-  if (pos <= 0 || !WithinFormat(f, pos, length) || f->handle == kInvalidHandle ||
-      FileIO_SetPos(f->handle, pos) != pos) {
-    return 0;
-  }
+  if (!SeekForData(f, item, buffer, length)) return 0;
   return FileIO_Write(f->handle, buffer, length) == length ? 1 : 0;
 }
 

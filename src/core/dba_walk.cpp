@@ -58,6 +58,21 @@ int32_t WriteTable(DbaFile* f, bool tableB, int32_t index, int32_t value) {
   return FileIO_Write(f->handle, &value, 4) == 4 ? 1 : 0;
 }
 
+// Puts the walk state at the start: cursor 1, nothing delivered, and as
+// many items to deliver as the header counts in use (none when the header
+// cannot be read; false then).
+bool StartWalk(DbaFile* f) {
+  f->cursor = 1;
+  f->delivered = 0;
+  DbaHeader h;
+  if (FileIO_SetPos(f->handle, 0) != 0 || FileIO_Read(f->handle, &h, sizeof h) != sizeof h) {
+    f->walkLimit = 0;
+    return false;
+  }
+  f->walkLimit = h.usedCount;
+  return true;
+}
+
 enum class Mode { Each, ReadWrite, Deleting, ExternIds, ExternIdsReadWrite };
 
 // A read-ahead block of at most this many bytes of items.
@@ -71,17 +86,7 @@ class ReadAhead {
 
   // As FirstItem / NextItem; *externId gets table A's entry of the item when
   // the walk reads table entries.
-  int32_t First(void* buffer, int32_t* externId) {
-    f_->cursor = 1;
-    f_->delivered = 0;
-    DbaHeader h;
-    if (FileIO_SetPos(f_->handle, 0) != 0 || FileIO_Read(f_->handle, &h, sizeof h) != sizeof h) {
-      f_->walkLimit = 0;
-      return 0;
-    }
-    f_->walkLimit = h.usedCount;
-    return Next(buffer, externId);
-  }
+  int32_t First(void* buffer, int32_t* externId) { return StartWalk(f_) ? Next(buffer, externId) : 0; }
 
   int32_t Next(void* buffer, int32_t* externId) {
     while (f_->delivered < f_->walkLimit && f_->cursor >= 1) {
@@ -209,15 +214,7 @@ DbaFile* Walk(DbaFile* f, DbaItemCallback cb, Mode mode) {
 
 int32_t FirstItem(DbaFile* f, void* buffer) {
   if (!Usable(f) || buffer == nullptr || f->handle == kInvalidHandle) return 0;
-  f->cursor = 1;
-  f->delivered = 0;
-  DbaHeader h;
-  if (FileIO_SetPos(f->handle, 0) != 0 || FileIO_Read(f->handle, &h, sizeof h) != sizeof h) {
-    f->walkLimit = 0;
-    return 0;
-  }
-  f->walkLimit = h.usedCount;
-  return NextItem(f, buffer);
+  return StartWalk(f) ? NextItem(f, buffer) : 0;
 }
 
 int32_t NextItem(DbaFile* f, void* buffer) {

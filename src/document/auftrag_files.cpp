@@ -90,14 +90,8 @@ void Init(int32_t flag, const char* path) {
 
 int32_t InitWithArchive(int32_t flag, const char* path, const char* archiveRoot) {
   Init(flag, path);
-  // Without a root the process works without an archive from now on.
-  g_archiveDir[0] = '\0';
   g_inArchive = false;
-  if (archiveRoot == nullptr || archiveRoot[0] == '\0' || path == nullptr) return 0;
-  // The archive mirrors the order directory below the archive root.
-  if (!doc::ArchiveDirectory(doc::ArchiveRule::kOrders, archiveRoot, path, g_archiveDir)) return 0;
-  FileIO_ResolveNameCase(g_archiveDir);  // an archive spelled otherwise is still this one
-  return FileIO_MakeMultiPath(g_archiveDir);
+  return doc::SetUpArchive(doc::ArchiveRule::kOrders, archiveRoot, path, g_archiveDir);
 }
 
 int32_t SwitchArchivePath() {

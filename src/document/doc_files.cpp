@@ -101,6 +101,14 @@ bool ArchiveDirectory(ArchiveRule rule, const char* root, const char* path, char
   return false;
 }
 
+int32_t SetUpArchive(ArchiveRule rule, const char* root, const char* path, char* archiveDir) {
+  archiveDir[0] = '\0';
+  if (root == nullptr || root[0] == '\0' || path == nullptr) return 0;
+  if (!ArchiveDirectory(rule, root, path, archiveDir)) return 0;
+  FileIO_ResolveNameCase(archiveDir);  // an archive spelled otherwise is still this one
+  return FileIO_MakeMultiPath(archiveDir);
+}
+
 bool IsDocumentName(const char* name, const char* prefix, const char* extension) {
   if (name == nullptr) return false;
   const size_t len = std::strlen(name), pre = std::strlen(prefix), ext = std::strlen(extension);

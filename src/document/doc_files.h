@@ -43,6 +43,12 @@ void SetDirectoryFromPath(char* directory, const char* path);
 // root or a result that does not fit.
 enum class ArchiveRule { kOrders, kInvoices };
 [[nodiscard]] bool ArchiveDirectory(ArchiveRule rule, const char* root, const char* path, char* out);
+// A family's InitWithArchive: archiveDir (260 bytes) becomes the archive of
+// the family's directory at path below root, found whatever the case of its
+// name and created where missing; 1 when it is there. Without a root, or
+// when the directory cannot be derived, archiveDir is left empty (the
+// process works without an archive from then on) and the result is 0.
+int32_t SetUpArchive(ArchiveRule rule, const char* root, const char* path, char* archiveDir);
 
 // ---- Confinement ----
 // A family acts only on its own files: a bare name of its pattern (prefix,

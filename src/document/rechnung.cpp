@@ -76,12 +76,7 @@ void Init(int32_t prefix, const char* path) {
 
 int32_t InitWithArchive(int32_t prefix, const char* path, const char* archiveRoot) {
   Init(prefix, path);
-  g_archiveDir[0] = '\0';  // without a root the process works without an archive
-  if (archiveRoot == nullptr || archiveRoot[0] == '\0' || path == nullptr) return 0;
-  // The archive mirrors the invoice directory below the archive root.
-  if (!doc::ArchiveDirectory(doc::ArchiveRule::kInvoices, archiveRoot, path, g_archiveDir)) return 0;
-  FileIO_ResolveNameCase(g_archiveDir);  // an archive spelled otherwise is still this one
-  return FileIO_MakeMultiPath(g_archiveDir);
+  return doc::SetUpArchive(doc::ArchiveRule::kInvoices, archiveRoot, path, g_archiveDir);
 }
 
 int32_t SwitchArchivePath() {

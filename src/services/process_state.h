@@ -27,9 +27,10 @@
 
 namespace kv {
 
-// The one instance of a family's state struct (a type of its own per
-// family, usually in the family's anonymous namespace).
-template <class State>
+// The one instance of a family's state: a struct of the family's own, or,
+// where the state is a single value of a shared type, that type with a tag
+// of the family (FamilyState<fixed::File, struct Designations>()).
+template <class State, class Family = State>
 State& FamilyState() {
   static State state;
   return state;
