@@ -241,11 +241,9 @@ int32_t new_item_with_id(int32_t id, const void* record) {
 // let go as well (the neighbour's holder may be waiting for it) and the
 // delete starts again from a fresh read.
 int32_t delete_item(int32_t id) {
-  if (id < 1 || id >= S().file.count || open() == kInvalidHandle) return 0;
+  if (id < 1 || id >= S().file.count) return 0;
   int32_t result = 0;
-  Patience patience;
-  for (;;) {
-    if (lock(id) != 1) break;
+  RetryWhileBusy(id, [&] {
     ChainResult chains = ChainResult::kFailed;
     Einzelteil r;
     if (read(id, &r) == 1) {
@@ -255,10 +253,8 @@ int32_t delete_item(int32_t id) {
         result = write(id, &r);
       }
     }
-    unlock(id);
-    if (chains != ChainResult::kBusy || !patience.pause()) break;
-  }
-  close();
+    return chains == ChainResult::kBusy;
+  });
   if (result == 1) {
     // The EAN entry and the extras belong to the slot; the next item that
     // takes it must not inherit them.

@@ -39,25 +39,18 @@ Verdict verdict(ChainResult c) {
   return c == ChainResult::kFailed ? Verdict::kFail : Verdict::kWrite;
 }
 
-// The common frame. change(record) says whether the record is written.
-// When it finds a record of another item busy (a chain neighbour), the
-// item's lock is let go too and the change starts again from a fresh read,
-// for as long as the lock time-out.
+// The common frame. change(record) says whether the record is written, or
+// that a chain neighbour was busy (then the change starts again).
 template <typename Change>
 int32_t update_locked(int32_t id, Change change) {
-  if (open() == kInvalidHandle) return 0;
   int32_t result = 0;
-  Patience patience;
-  for (;;) {
-    if (lock(id) != 1) break;
+  RetryWhileBusy(id, [&] {
     Verdict v = Verdict::kRefuse;
     Einzelteil r;
     if (read(id, &r) == 1 && has(r, DATABASE_FLAG_BENUTZT)) v = verdict(change(r));
     if (v == Verdict::kWrite) result = write(id, &r);
-    unlock(id);
-    if (v != Verdict::kBusy || !patience.pause()) break;
-  }
-  close();
+    return v == Verdict::kBusy;
+  });
   return result;
 }
 

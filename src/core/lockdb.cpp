@@ -34,17 +34,11 @@ struct State {
 State& S() { return FamilyState<State>(); }
 
 // Serialises the byte locks of the threads of this process.
-Mutex& CriticalSection() {
-  static Mutex m;
-  return m;
-}
+Mutex& CriticalSection() { return ProcessMutex<struct LockDbByteLocks>(); }
 
 // Guards the station's IP and user text: a host may set them on one thread
 // while another writes a log line that quotes them.
-Mutex& StationMutex() {
-  static Mutex m;
-  return m;
-}
+Mutex& StationMutex() { return ProcessMutex<struct LockDbStation>(); }
 
 // Copies text into a fixed buffer of `size` bytes, cutting what does not fit.
 void StoreText(char* target, size_t size, const char* text) {
@@ -71,10 +65,7 @@ struct Sighting {
   int64_t stamp = -1;
   int64_t firstSeenMs = 0;
 };
-Mutex& SightingsMutex() {
-  static Mutex m;
-  return m;
-}
+Mutex& SightingsMutex() { return ProcessMutex<struct LockFileSightings>(); }
 std::map<std::string, Sighting>& Sightings() {
   static std::map<std::string, Sighting> table;
   return table;

@@ -10,6 +10,7 @@
 #include "kvdata/kvhost.h"
 #include "services/hostui_impl.h"
 #include "services/platform.h"
+#include "services/process_state.h"
 
 namespace kv {
 
@@ -31,10 +32,7 @@ struct Handlers {
   Hook<KvFatalHandler> fatal;
 };
 
-Mutex& HandlersMutex() {
-  static Mutex m;
-  return m;
-}
+Mutex& HandlersMutex() { return ProcessMutex<struct HostHandlers>(); }
 Handlers& Installed() {
   static Handlers h;
   return h;

@@ -25,6 +25,8 @@
 #ifndef KV_SERVICES_PROCESS_STATE_H
 #define KV_SERVICES_PROCESS_STATE_H
 
+#include "services/platform.h"
+
 namespace kv {
 
 // The one instance of a family's state: a struct of the family's own, or,
@@ -34,6 +36,14 @@ template <class State, class Family = State>
 State& FamilyState() {
   static State state;
   return state;
+}
+
+// The mutex of one piece of guarded state, named by a tag type of its own
+// (ProcessMutex<struct HandlerTable>()); built on first use.
+template <class Guarded>
+Mutex& ProcessMutex() {
+  static Mutex m;
+  return m;
 }
 
 }  // namespace kv

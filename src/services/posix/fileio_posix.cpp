@@ -45,6 +45,7 @@
 #include "services/lockfile_mark.h"
 #include "services/platform.h"
 #include "services/syserror.h"
+#include "services/process_state.h"
 
 namespace kv {
 
@@ -59,10 +60,7 @@ struct HandleInfo {
 
 std::string HandlePath(FileHandle h);
 
-Mutex& TableMutex() {
-  static Mutex m;
-  return m;
-}
+Mutex& TableMutex() { return ProcessMutex<struct PosixHandleTable>(); }
 std::map<int, HandleInfo>& Handles() {
   static std::map<int, HandleInfo> table;
   return table;
