@@ -73,58 +73,42 @@ class HeadStore {
 };
 
 // A head kept in a record of the article or the designation file, changed
-// under that record's lock. Ops names the family's functions.
-template <typename Ops>
+// under that record's lock. The two families offer the same functions:
+// open / close of their file, lock / unlock of a record, lese / schreibe.
+template <typename Record, auto Open, auto Close, auto Lock, auto Unlock, auto Read, auto Write>
 class LockedHead : public HeadStore {
  public:
   explicit LockedHead(int32_t n) : n_(n) {}
   bool open() override {
-    if (Ops::Open() == -1) return false;
-    if (Ops::Lock(n_) == 1) return true;
-    Ops::Close();
+    if (Open() == -1) return false;
+    if (Lock(n_) == 1) return true;
+    Close();
     return false;
   }
   void close() override {
-    Ops::Unlock(n_);
-    Ops::Close();
+    Unlock(n_);
+    Close();
   }
   bool read(Head& h) override {
-    if (Ops::Read(n_, &rec_) != 1) return false;
+    if (Read(n_, &rec_) != 1) return false;
     h = {rec_.firstItem, rec_.lastItem};
     return true;
   }
   bool write(const Head& h) override {
     rec_.firstItem = h.first;
     rec_.lastItem = h.last;
-    return Ops::Write(n_, &rec_) == 1;
+    return Write(n_, &rec_) == 1;
   }
 
  private:
   int32_t n_;
-  typename Ops::Record rec_{};
+  Record rec_{};
 };
 
-struct ArticleOps {
-  using Record = ArtikelRecord;
-  static int32_t Open() { return artlib::open(); }
-  static void Close() { artlib::close(); }
-  static int32_t Lock(int32_t n) { return artlib::lock_record(n); }
-  static int32_t Unlock(int32_t n) { return artlib::unlock_record(n); }
-  static int32_t Read(int32_t n, Record* r) { return artlib::lese(n, r); }
-  static int32_t Write(int32_t n, Record* r) { return artlib::schreibe(n, r); }
-};
-using ArticleHead = LockedHead<ArticleOps>;
-
-struct DesignationOps {
-  using Record = Bezeichnung;
-  static int32_t Open() { return bezlib::open(); }
-  static void Close() { bezlib::close(); }
-  static int32_t Lock(int32_t n) { return bezlib::lock_record(n); }
-  static int32_t Unlock(int32_t n) { return bezlib::unlock_record(n); }
-  static int32_t Read(int32_t n, Record* r) { return bezlib::lese(n, r); }
-  static int32_t Write(int32_t n, Record* r) { return bezlib::schreibe(n, r); }
-};
-using DesignationHead = LockedHead<DesignationOps>;
+using ArticleHead = LockedHead<ArtikelRecord, artlib::open, artlib::close, artlib::lock_record, artlib::unlock_record,
+                               artlib::lese, artlib::schreibe>;
+using DesignationHead = LockedHead<Bezeichnung, bezlib::open, bezlib::close, bezlib::lock_record,
+                                   bezlib::unlock_record, bezlib::lese, bezlib::schreibe>;
 
 // The customer head sits inside the customer record. It is changed under the
 // customer's record lock, held from the read of the head to its write, and

@@ -56,6 +56,11 @@ FileHandle Open(int32_t number);
 // file is spelled otherwise); true when that file exists.
 [[nodiscard]] bool ExistingFile(int32_t number, char* path);
 int32_t ReadHeader(FileHandle h, void* header, const Format& f);
+// ReadHeader on a handle opened for this one read, which it closes; the
+// buffer is all zero unless the whole header came (a cut file gives no
+// header: the caller never sees half of one). An invalid handle reads
+// nothing.
+int32_t ReadHeaderAndClose(FileHandle h, void* header, const Format& f);
 int32_t WriteHeader(FileHandle h, void* header, bool stamp, const Format& f);
 int32_t ReadPosition(FileHandle h, int32_t p, int32_t reference, void* position, const Format& f);
 int32_t WritePosition(FileHandle h, int32_t p, int32_t reference, void* position, bool stamp,

@@ -182,12 +182,14 @@ int32_t ReadAllPositions(FileHandle h, int32_t count, void* buffer) {
 
 int32_t ReadHeaderOf(int32_t number, void* header, const Format& f) {
   if (header == nullptr) return 0;
+  return ReadHeaderAndClose(Open(number), header, f);
+}
+
+int32_t ReadHeaderAndClose(FileHandle h, void* header, const Format& f) {
   std::memset(header, 0, static_cast<size_t>(f.blockSize));
-  FileHandle h = Open(number);
   if (h == kInvalidHandle) return 0;
   const int32_t ok = ReadHeader(h, header, f);
   FileIO_Close(h);
-  // A cut file gives no header: the caller never sees half of one.
   if (!ok) std::memset(header, 0, static_cast<size_t>(f.blockSize));
   return ok;
 }

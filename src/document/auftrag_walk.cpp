@@ -78,13 +78,7 @@ bool IsAlready560(const char* path) {
 // The header of the order file at path into a zeroed buffer; 0 (buffer
 // zeroed) when it does not open or is cut short.
 int32_t ReadHeaderAt(const char* path, void* header) {
-  std::memset(header, 0, static_cast<size_t>(kFormat560.blockSize));
-  FileHandle h = FileIO_OpenRWS(path);
-  if (h == kInvalidHandle) return 0;
-  const int32_t ok = ReadHeader(h, header, kFormat560);
-  FileIO_Close(h);
-  if (!ok) std::memset(header, 0, static_cast<size_t>(kFormat560.blockSize));
-  return ok;
+  return ReadHeaderAndClose(FileIO_OpenRWS(path), header, kFormat560);
 }
 
 int32_t ConvertAll550To560() {
