@@ -377,21 +377,17 @@ ChainResult attempt(int32_t id, Einzelteil& r, std::vector<Step>& steps) {
   return result;
 }
 
-std::vector<Step> link_steps(const Einzelteil& r) {
+// The steps that link the item into (link) or take it out of every chain
+// its record names.
+std::vector<Step> chain_steps(const Einzelteil& r, bool link) {
   std::vector<Step> steps;
-  steps.emplace_back(kArticleChain, r.article, true);
-  if (r.designation > 0) steps.emplace_back(kDesignationChain, r.designation, true);
-  if (r.customer != 0) steps.emplace_back(kCustomerChain, r.customer, true);
+  steps.emplace_back(kArticleChain, r.article, link);
+  if (r.designation > 0) steps.emplace_back(kDesignationChain, r.designation, link);
+  if (r.customer != 0) steps.emplace_back(kCustomerChain, r.customer, link);
   return steps;
 }
-
-std::vector<Step> unlink_steps(const Einzelteil& r) {
-  std::vector<Step> steps;
-  steps.emplace_back(kArticleChain, r.article, false);
-  if (r.designation > 0) steps.emplace_back(kDesignationChain, r.designation, false);
-  if (r.customer != 0) steps.emplace_back(kCustomerChain, r.customer, false);
-  return steps;
-}
+std::vector<Step> link_steps(const Einzelteil& r) { return chain_steps(r, true); }
+std::vector<Step> unlink_steps(const Einzelteil& r) { return chain_steps(r, false); }
 
 // For the exported single steps, whose callers hold (or not) the item's
 // lock themselves: the busy case is retried here, without letting go of
