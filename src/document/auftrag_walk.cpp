@@ -75,6 +75,18 @@ bool IsAlready560(const char* path) {
   return known && version == kFormat560.version && size > 0 && size % kFormat560.blockSize == 0;
 }
 
+// Walks the order files under the documents' progress display; visit(file)
+// returns false to end the walk.
+template <typename Visit>
+void WalkOrderFiles(bool showProgress, Visit visit) {
+  const std::vector<OrderFile> files = ListOrderFiles();
+  Progress progress(nullptr, static_cast<int64_t>(files.size()), doc::DocumentProgress(showProgress));
+  for (const OrderFile& f : files) {
+    progress.Step();
+    if (!visit(f)) break;
+  }
+}
+
 // The header of the order file at path into a zeroed buffer; 0 (buffer
 // zeroed) when it does not open or is cut short.
 int32_t ReadHeaderAt(const char* path, void* header) {
@@ -84,12 +96,10 @@ int32_t ReadHeaderAt(const char* path, void* header) {
 int32_t ConvertAll550To560() {
   WaitCursor wait;
   doc::FinishInterruptedRewrites(OrderDirectory(), "AFT*.DATXX");
-  const std::vector<OrderFile> files = ListOrderFiles();
-  Progress progress(nullptr, static_cast<int32_t>(files.size()), doc::DocumentProgress(true));
-  for (const OrderFile& f : files) {
+  WalkOrderFiles(true, [](const OrderFile& f) {
     if (!IsAlready560(f.path.c_str())) ConvertFile550To560(f.path.c_str());
-    progress.Step();
-  }
+    return true;
+  });
   return 1;
 }
 
@@ -133,18 +143,15 @@ int32_t ForEachHeader(HeaderVisitor visit, void* context, HeaderFilter filter, i
   if (visit == nullptr) return 0;
   StorageBlock header(kFormat560.blockSize);
   if (!header) return 0;
-  const std::vector<OrderFile> files = ListOrderFiles();
-  Progress progress(nullptr, static_cast<int32_t>(files.size()), doc::DocumentProgress(showProgress));
   int32_t visited = 0;
-  for (const OrderFile& f : files) {
-    progress.Step();
+  WalkOrderFiles(showProgress, [&](const OrderFile& f) {
     // Read from the file the walk found, as it is spelled: a lookup by
     // number would read the directory again for every file spelled otherwise.
-    if (!ReadHeaderAt(f.path.c_str(), header.get())) continue;
-    if (filter != nullptr && !filter(header.get(), supplier)) continue;
+    if (!ReadHeaderAt(f.path.c_str(), header.get())) return true;
+    if (filter != nullptr && !filter(header.get(), supplier)) return true;
     ++visited;
-    if (visit(f.number, header.get(), context) == 0) break;
-  }
+    return visit(f.number, header.get(), context) != 0;
+  });
   return visited;
 }
 
@@ -161,29 +168,26 @@ int32_t ForEachNumber(NumberVisitor visit, void* context) {
 int32_t ChangeEachHeader(HeaderVisitor visit, void* context, const Format& fmt) {
   StorageBlock header(fmt.blockSize);
   if (!header) return 0;
-  const std::vector<OrderFile> files = ListOrderFiles();
-  Progress progress(nullptr, static_cast<int32_t>(files.size()), doc::DocumentProgress(true));
   int32_t written = 0;
-  for (const OrderFile& f : files) {
-    progress.Step();
+  WalkOrderFiles(true, [&](const OrderFile& f) {
     // A 550 header written into a 560 file would stamp it 550 and have the
     // next upgrade cut its blocks apart (a rerun after an interrupted upgrade).
-    if (fmt.version == kFormat550.version && IsAlready560(f.path.c_str())) continue;
+    if (fmt.version == kFormat550.version && IsAlready560(f.path.c_str())) return true;
     FileHandle h = FileIO_OpenRWS(f.path.c_str());
-    if (h == kInvalidHandle) continue;
+    if (h == kInvalidHandle) return true;
     std::memset(header.get(), 0, static_cast<size_t>(fmt.blockSize));
     // A header that cannot be read in full is left as it is: writing the
     // buffer back would put zeros over the bytes the file does have.
     if (!ReadHeader(h, header.get(), fmt)) {
       FileIO_Close(h);
-      continue;
+      return true;
     }
     // No visitor: rewrite every header as it stands.
     const int32_t action = visit != nullptr ? visit(f.number, header.get(), context) : 1;
     if (action == 1 && WriteHeader(h, header.get(), true, fmt)) ++written;
     FileIO_Close(h);
-    if (action < 0) break;
-  }
+    return action >= 0;
+  });
   return written;
 }
 
