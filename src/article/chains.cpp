@@ -402,21 +402,17 @@ int32_t patiently(int32_t id, Einzelteil& r, std::vector<Step> (*make)(const Ein
   }
 }
 
-std::vector<Step> one_add(const Einzelteil& r, int32_t kind) {
-  std::vector<Step> steps;
+// The one step that links the item into (link) or takes it out of the
+// chain of the given kind.
+std::vector<Step> one_step(const Einzelteil& r, int32_t kind, bool link) {
   const Kind k = static_cast<Kind>(kind);
   const int32_t owner = k == kArticleChain ? r.article : k == kDesignationChain ? r.designation : r.customer;
-  steps.emplace_back(k, owner, true);
-  return steps;
-}
-
-std::vector<Step> one_remove(const Einzelteil& r, int32_t kind) {
   std::vector<Step> steps;
-  const Kind k = static_cast<Kind>(kind);
-  const int32_t owner = k == kArticleChain ? r.article : k == kDesignationChain ? r.designation : r.customer;
-  steps.emplace_back(k, owner, false);
+  steps.emplace_back(k, owner, link);
   return steps;
 }
+std::vector<Step> one_add(const Einzelteil& r, int32_t kind) { return one_step(r, kind, true); }
+std::vector<Step> one_remove(const Einzelteil& r, int32_t kind) { return one_step(r, kind, false); }
 
 std::vector<Step> all_add(const Einzelteil& r, int32_t) { return link_steps(r); }
 std::vector<Step> all_remove(const Einzelteil& r, int32_t) { return unlink_steps(r); }
