@@ -91,11 +91,6 @@ int32_t ForEach(DbaFile& file, DbaItemCallback callback, bool readWrite) {
   return result != nullptr ? 1 : 0;
 }
 
-// The reorganisation decides from each record whether it is a customer: a
-// record with a surname is one (whatever its flags say, so that customers
-// written without the usable flag survive with their data); a record with
-// neither flags nor surname is cleared and freed. DBA_Reo then rebuilds the
-// free chain and the counts from the reference counts set here.
 namespace {
 
 // The reorganisation's own pass over the records, before the engine's; false
@@ -145,6 +140,11 @@ namespace {
 
 }  // namespace
 
+// The reorganisation decides from each record whether it is a customer: a
+// record with a surname is one (whatever its flags say, so that customers
+// written without the usable flag survive with their data); a record with
+// neither flags nor surname is cleared and freed. DBA_Reo then rebuilds the
+// free chain and the counts from the reference counts set here.
 int32_t Reorganise() {
   DbaFile& f = CustomerFile();
   if (!TidyRecords(f)) return 0;
