@@ -3,17 +3,8 @@
 namespace articletest {
 
 bool InitFamilies(const std::string& dir, bool create, int32_t items) {
-  const char* d = dir.c_str();
-  std::string any = dir + "TEILE.DBA";
-  if (KVLOCKDB_Init(any.c_str()) == nullptr) return false;
-  // Function locks and the lock log switched on, as at a till.
-  KVLOCKDB_IPUSERInit("10.0.0.7", "kasse1", 1);
-  KundenDBA_Init(any.c_str());
-  if (ARTLIB_Init(kArticles, d) != ARTLIB_CURRENT_VERSION) return false;
-  if (BEZLIB_Init(kDesignations, d) != 1) return false;
-  if (EANTEILE_Init(items, d) != 1 || TeileZusatz_Init(items, d) != 1) return false;
-  if (DATABASE_Init(items, d) != 1) return false;
-  return !create || DATABASE_CreateDatenbank(nullptr) == 1;
+  return kvtest::InitShop(dir, items, kArticles, kDesignations, "kasse1") &&
+         (!create || DATABASE_CreateDatenbank(nullptr) == 1);
 }
 
 void PutArticle(int32_t n, const char* text, uint16_t vat, int32_t p) {
@@ -32,19 +23,6 @@ int32_t NewCustomer() {
   if (n == 0 || KundenDBA_LeseKunde(n, &record) != 1) return 0;
   std::strcpy(record.surname, "Kundin");
   return KundenDBA_SchreibeKunde(n, &record, 1) == 1 ? n : 0;
-}
-
-Einzelteil NewRecord(int32_t article, int32_t designation, int32_t customer) {
-  Einzelteil r;
-  std::memset(&r, 0, sizeof r);
-  DATABASE_ClearEinzelteil(&r);
-  r.flags = DATABASE_FLAG_BENUTZT;
-  r.article = article;
-  r.designation = designation;
-  r.customer = customer;
-  r.location = 1;
-  r.vatCode = 1;
-  return r;
 }
 
 Einzelteil ReadItem(int32_t id) {

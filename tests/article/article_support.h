@@ -16,6 +16,7 @@
 #include "kvdata/kvlockdb.h"
 #include "kvdata/teilezusatz.h"
 #include "kvtest.h"
+#include "shop.h"
 
 namespace articletest {
 
@@ -32,7 +33,9 @@ void PutArticle(int32_t n, const char* text, uint16_t vat, int32_t p = 0);
 // A new customer number (0 on failure).
 int32_t NewCustomer();
 // An item record in use for the article and designation.
-Einzelteil NewRecord(int32_t article, int32_t designation, int32_t customer = 0);
+inline Einzelteil NewRecord(int32_t article, int32_t designation, int32_t customer = 0) {
+  return kvtest::ItemRecord(article, designation, customer);
+}
 Einzelteil ReadItem(int32_t id);
 
 // Chain links of the items as they lie in TEILE.DBA.

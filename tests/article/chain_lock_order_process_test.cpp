@@ -12,14 +12,6 @@
 namespace articletest {
 namespace {
 
-bool AwaitFile(const std::string& path) {
-  for (int waited = 0; !kvtest::FileExists(path); ++waited) {
-    if (waited > 2000) return false;
-    kv::SleepMs(5);
-  }
-  return true;
-}
-
 // args: data directory, held item, wanted item (0: none), marker,
 // milliseconds, lock time-out. A station busy with the held item (a sale or
 // a delete of it) that after a while wants its neighbour's record too, as
@@ -87,7 +79,7 @@ TEST_F(ChainLockOrderTest, ADeleteGivesWayToTheStationHoldingItsNeighbour) {
   // and then leave y linked to a freed x.
   kvtest::Worker w =
       kvtest::SpawnWorker("hold_then_want", {dir(), std::to_string(y_), std::to_string(x_), file("m"), "300", "4000"});
-  ASSERT_TRUE(AwaitFile(file("m")));
+  ASSERT_TRUE(kvtest::AwaitFile(file("m")));
   KVHOST_SetLockTimeout(4000);
   EXPECT_EQ(DATABASE_AltesTeilLoeschen(x_), 1);
   EXPECT_EQ(kvtest::WaitWorker(w), 0) << "the station holding the neighbour never got the deleted item";
@@ -101,7 +93,7 @@ TEST_F(ChainLockOrderTest, ASaleGivesWayToTheStationHoldingItsCustomerNeighbour)
   ASSERT_NE(other, 0);
   kvtest::Worker w =
       kvtest::SpawnWorker("hold_then_want", {dir(), std::to_string(z_), std::to_string(y_), file("m"), "300", "4000"});
-  ASSERT_TRUE(AwaitFile(file("m")));
+  ASSERT_TRUE(kvtest::AwaitFile(file("m")));
   KVHOST_SetLockTimeout(4000);
   EinzelteilVerkauf sale{.item = y_, .documentRef = 7, .previousDocumentRef = 0, .location = 1,
                          .saleRef = 1, .customer = other, .quantity = 1, .flags = 0,
@@ -121,7 +113,7 @@ TEST_F(ChainLockOrderTest, ADeleteThatCannotGetItsNeighbourChangesNothing) {
   // y stays held well past this station's time-out.
   kvtest::Worker w =
       kvtest::SpawnWorker("hold_then_want", {dir(), std::to_string(y_), "0", file("m"), "1500", "4000"});
-  ASSERT_TRUE(AwaitFile(file("m")));
+  ASSERT_TRUE(kvtest::AwaitFile(file("m")));
   KVHOST_SetLockTimeout(300);
   EXPECT_EQ(DATABASE_AltesTeilLoeschen(x_), 0);
   EinzelteilVerkauf sale{.item = x_, .documentRef = 7, .previousDocumentRef = 0, .location = 2,

@@ -1,11 +1,14 @@
 #include "kvtest.h"
 
+#include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <thread>
 
 #include "services/fault.h"
 
@@ -69,6 +72,22 @@ bool FileExists(const std::string& path) {
   return fs::exists(path, ec);
 }
 
+bool AwaitFile(const std::string& path, int32_t timeoutMs) {
+  const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+  while (!FileExists(path)) {
+    if (std::chrono::steady_clock::now() > end) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  return true;
+}
+
+int WaitWorker(Worker& worker) {
+  int code = -1;
+  if (WaitWorkerFor(worker, kWorkerDeadlineMs, &code)) return code;
+  KillWorker(worker);
+  return -2;
+}
+
 void AgeFile(const std::string& path, int64_t secondsAgo) {
   std::error_code ec;
   fs::last_write_time(path, fs::file_time_type::clock::now() - std::chrono::seconds(secondsAgo), ec);
@@ -95,11 +114,21 @@ void PutI32(std::vector<uint8_t>& b, size_t o, int32_t value) {
 
 WorkerRegistrar::WorkerRegistrar(const char* name, WorkerFn fn) { Registry()[name] = fn; }
 
-std::vector<int> RunWorkers(const std::string& name, const std::vector<std::vector<std::string>>& argsPerWorker) {
+std::vector<int> RunWorkers(const std::string& name, const std::vector<std::vector<std::string>>& argsPerWorker,
+                            int32_t deadlineMs) {
   std::vector<Worker> workers;
   for (const auto& args : argsPerWorker) workers.push_back(SpawnWorker(name, args));
+  const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(deadlineMs);
   std::vector<int> codes;
-  for (Worker& w : workers) codes.push_back(WaitWorker(w));
+  for (Worker& w : workers) {
+    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
+    int code = -1;
+    if (!WaitWorkerFor(w, static_cast<int32_t>(std::max<int64_t>(0, left.count())), &code)) {
+      KillWorker(w);
+      code = -2;
+    }
+    codes.push_back(code);
+  }
   return codes;
 }
 

@@ -42,6 +42,9 @@ std::vector<uint8_t> ReadFileBytes(const std::string& path);
 void WriteFileBytes(const std::string& path, const std::vector<uint8_t>& bytes);
 int64_t FileSize(const std::string& path);  // -1 if missing
 bool FileExists(const std::string& path);
+// Polls until the file exists (a marker another process writes); false
+// once timeoutMs have passed without it.
+bool AwaitFile(const std::string& path, int32_t timeoutMs = 20000);
 // Sets a file's modification time to `secondsAgo` seconds before now.
 void AgeFile(const std::string& path, int64_t secondsAgo);
 
@@ -71,7 +74,9 @@ struct Worker {
 };
 // Starts the test program again as worker `name` with args.
 Worker SpawnWorker(const std::string& name, const std::vector<std::string>& args);
-// Waits for it; its exit code, or -1 if it did not exit normally.
+// Waits for it; its exit code, or -1 if it did not exit normally. A worker
+// still running after kWorkerDeadlineMs is killed and reported as -2.
+constexpr int32_t kWorkerDeadlineMs = 240000;
 int WaitWorker(Worker& worker);
 // Waits at most timeoutMs: true and *exitCode set (-1 if it did not exit
 // normally, for example when it was killed) once it has ended; false while it
@@ -80,8 +85,10 @@ bool WaitWorkerFor(Worker& worker, int32_t timeoutMs, int* exitCode);
 // Ends a running worker at once (SIGKILL; TerminateProcess on Windows) and
 // reaps it. Whatever it was writing stays as far as it got.
 void KillWorker(Worker& worker);
-// Starts several, waits for all, returns their exit codes.
-std::vector<int> RunWorkers(const std::string& name, const std::vector<std::vector<std::string>>& argsPerWorker);
+// Starts several, waits for all, returns their exit codes; one still
+// running deadlineMs after the start is killed and reported as -2.
+std::vector<int> RunWorkers(const std::string& name, const std::vector<std::vector<std::string>>& argsPerWorker,
+                            int32_t deadlineMs = kWorkerDeadlineMs);
 
 // Called by main(): runs the worker named on the command line, if any.
 // Returns true (and sets exitCode) when this process is a worker.

@@ -34,18 +34,6 @@ Worker SpawnWorker(const std::string& name, const std::vector<std::string>& args
   return w;
 }
 
-int WaitWorker(Worker& worker) {
-  if (worker.id <= 0) return -1;
-  int status = 0;
-  pid_t r;
-  do {
-    r = waitpid(static_cast<pid_t>(worker.id), &status, 0);
-  } while (r < 0 && errno == EINTR);
-  worker.id = -1;
-  if (r < 0 || !WIFEXITED(status)) return -1;
-  return WEXITSTATUS(status);
-}
-
 bool WaitWorkerFor(Worker& worker, int32_t timeoutMs, int* exitCode) {
   if (worker.id <= 0) {
     *exitCode = -1;
@@ -68,7 +56,10 @@ bool WaitWorkerFor(Worker& worker, int32_t timeoutMs, int* exitCode) {
 void KillWorker(Worker& worker) {
   if (worker.id <= 0) return;
   kill(static_cast<pid_t>(worker.id), SIGKILL);
-  WaitWorker(worker);
+  int status = 0;
+  while (waitpid(static_cast<pid_t>(worker.id), &status, 0) < 0 && errno == EINTR) {
+  }
+  worker.id = -1;
 }
 
 }  // namespace kvtest

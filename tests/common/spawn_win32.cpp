@@ -85,16 +85,6 @@ Worker SpawnWorker(const std::string& name, const std::vector<std::string>& args
   return w;
 }
 
-int WaitWorker(Worker& worker) {
-  if (worker.id <= 0) return -1;
-  HANDLE process = reinterpret_cast<HANDLE>(static_cast<intptr_t>(worker.id));
-  worker.id = -1;
-  DWORD code = 0;
-  bool ok = WaitForSingleObject(process, INFINITE) == WAIT_OBJECT_0 && GetExitCodeProcess(process, &code);
-  CloseHandle(process);
-  return ok ? static_cast<int>(code) : -1;
-}
-
 bool WaitWorkerFor(Worker& worker, int32_t timeoutMs, int* exitCode) {
   if (worker.id <= 0) {
     *exitCode = -1;

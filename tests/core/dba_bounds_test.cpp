@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "dba_test_util.h"
+#include "dba_util.h"
 #include "kvdata/dba.h"
 #include "kvtest.h"
 
@@ -70,7 +70,16 @@ TEST_F(DbaBounds, RecordSizesAboveTheWalkBufferAreRefused) {
     ASSERT_NE(DBA_OpenDBA(&huge), 0);
     EXPECT_EQ(DBA_SetDATA(&huge, 1, one.data(), 16), 0) << size;
     DBA_CloseDBA(&huge);
+    EXPECT_EQ(DBA_WriteDATA(&huge, 1, one.data()), 0) << size;
     EXPECT_EQ(DBA_Reo(&huge), &huge);  // opens and closes, rewrites nothing
+    // No walker visits anything, and each leaves the descriptor closed.
+    auto never = [](int32_t, void*) -> int32_t {
+      ADD_FAILURE() << "a walker visited an item it cannot hold";
+      return 0;
+    };
+    EXPECT_EQ(DBA_MitJedemITEM(&huge, never), nullptr) << size;
+    EXPECT_EQ(DBA_MitAllenITEMsLoeschWeg(&huge, never), nullptr) << size;
+    EXPECT_EQ(huge.openCount, 0);
   }
   EXPECT_EQ(ReadFileBytes(path), before);
   // The largest size a walker holds still works.

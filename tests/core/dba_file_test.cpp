@@ -2,7 +2,7 @@
 // delete; the slot limit; nested open quirks; bad input.
 #include <ctime>
 
-#include "dba_test_util.h"
+#include "dba_util.h"
 #include "kvdata/kvhost.h"
 #include "services/fault.h"
 

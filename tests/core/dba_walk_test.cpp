@@ -4,7 +4,7 @@
 #include <array>
 
 #include "core/dba_file.h"
-#include "dba_test_util.h"
+#include "dba_util.h"
 #include "kvdata/kvhost.h"
 
 namespace {
@@ -203,21 +203,6 @@ TEST_F(DbaWalkTest, ResizeCopiesEveryItemWithItsHead) {
     EXPECT_EQ(I32At(b, pos + R), n);
   }
   for (size_t i = 0; i < 40 + 8 * C; ++i) ASSERT_EQ(b[i], 0);  // header is the caller's
-}
-
-TEST_F(DbaWalkTest, RecordsLargerThanTheWalkBufferAreRefused) {
-  DbaFile huge = MakeDba(file("HUGE.DBA"), 8193, 0);
-  ASSERT_NE(DBA_NeueDBA(&huge), 0);
-  // Refused by the whole engine, not only by the walkers.
-  EXPECT_EQ(DBA_NewITEM(&huge), 0);
-  std::vector<uint8_t> rec(8193, 0);
-  rec[0] = 1;
-  EXPECT_EQ(DBA_WriteDATA(&huge, 1, rec.data()), 0);
-  EXPECT_EQ(kvtest::FileSize(huge.path), 40);
-  EXPECT_EQ(DBA_MitJedemITEM(&huge, Record), nullptr);
-  EXPECT_EQ(DBA_MitAllenITEMsLoeschWeg(&huge, Record), nullptr);
-  EXPECT_TRUE(g_seen.empty());
-  EXPECT_EQ(huge.openCount, 0);
 }
 
 TEST_F(DbaWalkTest, LongWalksReportProgress) {

@@ -1,12 +1,12 @@
 // Why a call failed: the code and text the exports leave per thread, across
-// real files, another process holding a lock, and an exception thrown inside
-// the library; and that success leaves them alone.
+// real files and an exception thrown inside the library; and that success
+// leaves them alone. (A lock held by another process: dba_concurrency_test.)
 #include <cstring>
 #include <string>
 #include <functional>
 #include <vector>
 
-#include "dba_test_util.h"
+#include "dba_util.h"
 #include "kvdata/bbaumlib.h"
 #include "kvdata/dba.h"
 #include "kvdata/kvhost.h"
@@ -46,19 +46,6 @@ class LastErrorTest : public kvtest::DataDirTest {
 
 int32_t AnswerNo(const char*, const char*, uint32_t, void*) { return 0; }
 
-// Holds the header lock of a DBA file until its marker file is deleted (or
-// 20 s pass), telling the test through a second marker that it holds it.
-KVTEST_WORKER(last_error_hold_header) {
-  DbaFile f = kvtest::MakeDba(args.at(0), R, C);
-  if (DBA_OpenDBA(&f) != 1 || DBA_LockHEADER(&f) != 1) return 2;
-  kvtest::WriteFileBytes(args.at(1), {1});
-  const int64_t deadline = kv::MonotonicMs() + 20000;
-  while (kvtest::FileExists(args.at(1)) && kv::MonotonicMs() < deadline) kv::SleepMs(10);
-  DBA_UnlockHEADER(&f);
-  DBA_CloseDBA(&f);
-  return 0;
-}
-
 // Runs fn on a thread of its own and waits for it (the Windows cross build's
 // thread model has no std::thread).
 #ifdef _WIN32
@@ -77,15 +64,6 @@ void OnAnotherThread(const std::function<void()>& fn) {
 #else
   std::thread(fn).join();
 #endif
-}
-
-bool WaitFor(const std::string& path, int64_t ms) {
-  const int64_t deadline = kv::MonotonicMs() + ms;
-  while (!kvtest::FileExists(path)) {
-    if (kv::MonotonicMs() > deadline) return false;
-    kv::SleepMs(5);
-  }
-  return true;
 }
 
 TEST_F(LastErrorTest, EachFailureSaysWhyAndNamesTheFileSuccessLeavesItAlone) {
@@ -152,25 +130,6 @@ TEST_F(LastErrorTest, EachFailureSaysWhyAndNamesTheFileSuccessLeavesItAlone) {
   KVHOST_ClearLastError();
   EXPECT_EQ(KVHOST_LastError(), KV_ERR_NONE);
   EXPECT_STREQ(KVHOST_LastErrorText(), "");
-}
-
-TEST_F(LastErrorTest, ALockHeldByAnotherProcessPastTheTimeOutReadsLocked) {
-  const std::string path = file("HELD.DBA");
-  DbaFile f = kvtest::MakeDba(path, R, C);
-  ASSERT_EQ(DBA_NeueDBA(&f), 1);
-  kvtest::Worker w = kvtest::SpawnWorker("last_error_hold_header", {path, file("held")});
-  ASSERT_TRUE(WaitFor(file("held"), 20000));
-  KVHOST_SetLockTimeout(100);
-  EXPECT_EQ(DBA_NewITEM(&f), 0);
-  const LastError e = Last();
-  kv::FileIO_DeleteFile(file("held").c_str());
-  EXPECT_EQ(kvtest::WaitWorker(w), 0);
-  EXPECT_EQ(e.code, KV_ERR_LOCKED);
-  EXPECT_EQ(e.text.rfind("DBA_NewITEM: lock ", 0), 0u) << e.text;
-  // Free again: the same call succeeds and leaves the report alone.
-  KVHOST_SetLockTimeout(10000);
-  EXPECT_EQ(DBA_NewITEM(&f), 1);
-  EXPECT_EQ(Last().text, e.text);
 }
 
 TEST_F(LastErrorTest, EachThreadHasItsOwn) {

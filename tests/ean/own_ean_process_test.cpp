@@ -17,10 +17,7 @@ KVTEST_WORKER(print_own_codes) {
   Nummern_Init((args.at(0) + "NUMMERN.DAT").c_str());
   EANDATA_Init((args.at(0) + "EANDATA.DAT").c_str());
   std::ofstream out(args.at(1));
-  for (int waited = 0; !kvtest::FileExists(args.at(0) + "go"); ++waited) {
-    if (waited > 2000) return 2;
-    kv::SleepMs(5);
-  }
+  if (!kvtest::AwaitFile(args.at(0) + "go")) return 2;
   for (int i = 0; i < kPerStation; ++i) {
     char code[14] = "##";
     if (EANDATA_ErzeugeEigeneEAN(code) != 1) return 3;

@@ -258,29 +258,6 @@ TYPED_TEST(AvlTreeTest, EveryInsertionAndDeletionOrderOfSmallTrees) {
   }
 }
 
-TYPED_TEST(AvlTreeTest, AscendingDescendingAndZigZagOrdersStayLogarithmic) {
-  constexpr int32_t N = 1000;
-  auto& tr = this->tr;
-  std::vector<std::vector<int32_t>> orders(3);
-  for (int32_t i = 1; i <= N; ++i) orders[0].push_back(i), orders[1].push_back(N + 1 - i);
-  for (int32_t lo = 1, hi = N; lo <= hi; ++lo, --hi) {
-    orders[2].push_back(lo);
-    if (hi != lo) orders[2].push_back(hi);
-  }
-  for (const auto& order : orders) {
-    tr.Make(N);
-    std::set<int32_t> present(order.begin(), order.end());
-    for (int32_t e : order) ASSERT_EQ(tr.Insert(e), e);
-    EXPECT_LE(tr.Verify(present, true), 1.45 * std::log2(N + 2));
-    for (int32_t e : order) EXPECT_EQ(tr.Search(e), e);
-    for (size_t i = 0; i < order.size(); i += 2) {
-      tr.Delete(order[i]);
-      present.erase(order[i]);
-      tr.Verify(present, false);
-    }
-  }
-}
-
 TYPED_TEST(AvlTreeTest, SmallCasesAndLocking) {
   auto& tr = this->tr;
   tr.Make(5);

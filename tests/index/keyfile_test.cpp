@@ -31,30 +31,6 @@ BaumKey Key(const std::string& bytes, int32_t payload = 0) {
   return k;
 }
 
-constexpr int32_t kProcessSlots = 1000, kKeysPerWorker = 250;
-
-std::string WorkerKey(const std::string& prefix, int32_t i) { return prefix + "-" + std::to_string(i * 37 % 1000); }
-
-// args: key file, lock file, key prefix. Adds keys and writes their payloads,
-// holding a byte lock on a separate lock file around each.
-KVTEST_WORKER(add_keys) {
-  BaumKeyDatei* d = BBAUMLIB_Init(args.at(0).c_str(), 44, kProcessSlots);
-  kv::FileHandle lock = kv::FileIO_OpenRWS(args.at(1).c_str());
-  if (d == nullptr || lock == kv::kInvalidHandle) return 2;
-  int failures = 0;
-  for (int32_t i = 0; i < kKeysPerWorker; ++i) {
-    if (!kv::FileIO_Lock(lock, 0, 1)) return 3;
-    BaumKey k = Key(WorkerKey(args.at(2), i));
-    const int32_t slot = BBAUMLIB_BAUMKEYAnlegen(d, &k);
-    k.payload = i + 1;
-    if (slot <= 0 || BBAUMLIB_SchreibeBAUMKEY(d, slot, &k) != 1) ++failures;
-    kv::FileIO_Unlock(lock, 0, 1);
-  }
-  kv::FileIO_Close(lock);
-  BBAUMLIB_Exit(d);
-  return failures == 0 ? 0 : 1;
-}
-
 class KeyFileTest : public kvtest::DataDirTest {
  protected:
   void TearDown() override {
@@ -411,25 +387,6 @@ TEST_F(KeyFileTest, CheckReportsDamagedBalanceOrderAndChain) {
   EXPECT_EQ(Check().defects, (std::vector<std::string>{"slot 1 is out of order after slot 2",
                                                        "slot 1 has balance 1, its subtrees differ by 0",
                                                        "free chain runs into slot 4 again"}));
-}
-
-TEST_F(KeyFileTest, TwoWritersUnderTheCallersLockLeaveAValidTree) {
-  ASSERT_NE(Make(kProcessSlots, true, "MAPARTID.DBA"), nullptr);
-  const std::string lockPath = file("MAPARTID.LCK");
-  kvtest::WriteFileBytes(lockPath, {0});
-  EXPECT_EQ(kvtest::RunWorkers("add_keys", {{path_, lockPath, "north"}, {path_, lockPath, "south"}}),
-            (std::vector<int>{0, 0}));
-  for (const char* prefix : {"north", "south"}) {
-    for (int32_t i = 0; i < kKeysPerWorker; ++i) {
-      const int32_t slot = Find(WorkerKey(prefix, i));
-      ASSERT_GT(slot, 0) << prefix << i;
-      EXPECT_EQ(int32_t{Slot(slot).payload}, i + 1);
-    }
-  }
-  const auto check = Check();
-  EXPECT_TRUE(check.defects.empty()) << check.defects.front();
-  EXPECT_EQ(check.usedCount, 2 * kKeysPerWorker);
-  EXPECT_EQ(check.keys.size(), static_cast<size_t>(2 * kKeysPerWorker));
 }
 
 // The key file as a plain model: key records in a vector, the tree as an

@@ -14,7 +14,6 @@ namespace {
 
 using kvtest::FileExists;
 using lockstest::Touch;
-using lockstest::WaitForFile;
 
 // args: dir, byte, ready file, release file. Holds the byte until told to
 // go, then exits without unlocking: the end of the process frees it.
@@ -22,7 +21,7 @@ KVTEST_WORKER(hold_byte) {
   lockstest::InitStation(args[0], "10.0.0.2", "bernd");
   if (KVLOCKDB_LockDB(std::stoi(args[1])) != 1) return 2;
   Touch(args[2]);
-  return WaitForFile(args[3], 60000) ? 0 : 3;
+  return kvtest::AwaitFile(args[3], 60000) ? 0 : 3;
 }
 
 // args: dir, journal, rounds, id. Enters the function lock again and again
@@ -83,7 +82,7 @@ TEST_F(LockDbTest, InitCreatesTheLockDatabaseOnceAndLeavesAnExistingOneAlone) {
 
 TEST_F(LockDbTest, ByteHeldByAnotherProcessIsRefusedAndTheNestingStaysBalanced) {
   kvtest::Worker w = kvtest::SpawnWorker("hold_byte", {dir(), "12", file("ready"), file("release")});
-  ASSERT_TRUE(WaitForFile(file("ready")));
+  ASSERT_TRUE(kvtest::AwaitFile(file("ready")));
 
   ASSERT_EQ(KVLOCKDB_LockDB(5), 1);
   EXPECT_EQ(KVLOCKDB_LockDB(12), 0);

@@ -12,12 +12,6 @@
 
 namespace lockstest {
 
-// Waits (polling) until the file exists; false after `limitMs`.
-inline bool WaitForFile(const std::string& path, int limitMs = 30000) {
-  for (int waited = 0; waited < limitMs && !kvtest::FileExists(path); waited += 5) kv::SleepMs(5);
-  return kvtest::FileExists(path);
-}
-
 // Creates an empty file (a signal between processes).
 inline void Touch(const std::string& path) { kvtest::WriteFileBytes(path, {}); }
 

@@ -4,7 +4,7 @@
 // after the other would have left.
 #include <set>
 
-#include "../core/dba_test_util.h"
+#include "dba_util.h"
 #include "kunden_fixture.h"
 #include "kvdata/kvhost.h"
 #include "services/platform.h"
@@ -20,15 +20,6 @@ constexpr int32_t R = KUNDE_RECORD_SIZE;
 // A descriptor of its own on dir's KUNDEN.DBA, as another program would open
 // the file through the engine.
 DbaFile OwnDescriptor(const std::string& dir) { return kvtest::MakeDba(dir + "KUNDEN.DBA", R, 0); }
-
-// Waits (bounded) for a worker's marker file.
-bool AwaitMarker(const std::string& path) {
-  for (int waited = 0; waited < 2000; ++waited) {
-    if (kvtest::FileExists(path)) return true;
-    kv::SleepMs(5);
-  }
-  return false;
-}
 
 // args: data directory, customer, marker, milliseconds, "free" or "keep".
 // Holds the customer's record lock for a while, announcing it with the
@@ -47,17 +38,6 @@ KVTEST_WORKER(hold_customer) {
     if (DBA_GetDATA(&f, n, &head, sizeof head) != 1 || head.state != -1) return 4;
   }
   DBA_UnlockDATA(&f, n);
-  DBA_CloseDBA(&f);
-  return 0;
-}
-
-// args: data directory, marker, milliseconds. Holds the header lock.
-KVTEST_WORKER(hold_customer_header) {
-  DbaFile f = OwnDescriptor(args.at(0));
-  if (DBA_OpenDBA(&f) != 1 || DBA_LockHEADER(&f) != 1) return 2;
-  kvtest::WriteFileBytes(args.at(1), {1});
-  kv::SleepMs(std::stoi(args.at(2)));
-  DBA_UnlockHEADER(&f);
   DBA_CloseDBA(&f);
   return 0;
 }
@@ -92,7 +72,7 @@ TEST_F(KundenStationsTest, TwoStationsDeletingOneCustomerFreeItOnce) {
   // The other station holds b while it frees it; this station's delete of b
   // waits for the lock and then finds the record free.
   kvtest::Worker w = kvtest::SpawnWorker("hold_customer", {dir(), std::to_string(b), file("m"), "400", "free"});
-  ASSERT_TRUE(AwaitMarker(file("m")));
+  ASSERT_TRUE(kvtest::AwaitFile(file("m")));
   EXPECT_EQ(KundenDBA_LoescheKunde(b), 1);
   ASSERT_EQ(kvtest::WaitWorker(w), 0);
 
@@ -169,8 +149,8 @@ TEST_F(KundenStationsTest, ADeleteRefusedAtTheHeaderLockLeavesTheCustomerAsItWas
   SetText(k.bankCode, "10010010");
   int32_t n = AddKunde(k);
   const auto customers = Bytes("KUNDEN.DBA"), names = Bytes("KUNDSUCH.DBA"), banks = Bytes("KUNDBLZSUCH.DBA");
-  kvtest::Worker w = kvtest::SpawnWorker("hold_customer_header", {dir(), file("m"), "1500"});
-  ASSERT_TRUE(AwaitMarker(file("m")));
+  kvtest::Worker w = kvtest::HoldHeader(file("KUNDEN.DBA"), R, 0, file("m"), 1500);
+  ASSERT_TRUE(kvtest::AwaitFile(file("m")));
   KVHOST_SetLockTimeout(100);
   EXPECT_EQ(KundenDBA_LoescheKunde(n), 0);
   KVHOST_SetLockTimeout(10000);
@@ -190,7 +170,7 @@ TEST_F(KundenStationsTest, ASaveWaitsForTheCustomersLockOrGivesUpAtTheTimeOut) {
   SetText(k.city, "Bremen");
   const auto customers = Bytes("KUNDEN.DBA"), names = Bytes("KUNDSUCH.DBA");
   kvtest::Worker w = kvtest::SpawnWorker("hold_customer", {dir(), std::to_string(n), file("m1"), "1500", "keep"});
-  ASSERT_TRUE(AwaitMarker(file("m1")));
+  ASSERT_TRUE(kvtest::AwaitFile(file("m1")));
   KVHOST_SetLockTimeout(100);
   EXPECT_EQ(KundenDBA_SchreibeKunde(n, &k, 1), 0);
   EXPECT_EQ(KundenDBA_LoescheKunde(n), 0);
@@ -200,7 +180,7 @@ TEST_F(KundenStationsTest, ASaveWaitsForTheCustomersLockOrGivesUpAtTheTimeOut) {
   EXPECT_EQ(Bytes("KUNDSUCH.DBA"), names);
 
   w = kvtest::SpawnWorker("hold_customer", {dir(), std::to_string(n), file("m2"), "300", "keep"});
-  ASSERT_TRUE(AwaitMarker(file("m2")));
+  ASSERT_TRUE(kvtest::AwaitFile(file("m2")));
   EXPECT_EQ(KundenDBA_SchreibeKunde(n, &k, 1), 1);  // waits for the holder
   ASSERT_EQ(kvtest::WaitWorker(w), 0);
   EXPECT_STREQ(Read(n).city, "Bremen");

@@ -123,7 +123,7 @@ KVTEST_WORKER(hold_lock_file) {
 TEST_F(FileSharingTest, ALockFileExcludesOtherProcessesWhileItsHolderLives) {
   std::string lok = file("func.lok"), ready = file("ready"), stop = file("stop");
   kvtest::Worker w = kvtest::SpawnWorker("hold_lock_file", {lok, ready, stop});
-  for (int i = 0; i < 3000 && !kvtest::FileExists(ready); ++i) SleepMs(10);
+  ASSERT_TRUE(kvtest::AwaitFile(ready));
   ASSERT_TRUE(kvtest::FileExists(ready));
   EXPECT_EQ(FileIO_LockFileHolderAlive(lok.c_str()), 1);
   EXPECT_EQ(FileIO_CreateNewExclusive(lok.c_str(), true), kInvalidHandle);

@@ -59,21 +59,6 @@ TEST_F(FileIOTest, OverlapOnTheSameHandleIsRefusedAndUnlockMustMatchExactly) {
   FileIO_Close(h);
 }
 
-TEST_F(FileIOTest, LockWaitsUntilTheTimeOutThenGivesUp) {
-  std::string p = MakeFile("a.dba");
-  FileHandle a = FileIO_OpenRWS(p.c_str());
-  FileHandle b = FileIO_OpenRWS(p.c_str());
-  ASSERT_EQ(FileIO_Lock(a, 0, 40), 1);
-  int32_t old = FileIO_GetLockTimeout();
-  FileIO_SetLockTimeout(200);
-  int64_t start = MonotonicMs();
-  EXPECT_EQ(FileIO_Lock(b, 0, 40), 0);
-  EXPECT_GE(MonotonicMs() - start, 150);
-  FileIO_SetLockTimeout(old);
-  FileIO_Close(a);
-  FileIO_Close(b);
-}
-
 // Holds bytes 0..39 of a file for the given milliseconds, after creating a
 // marker file that says it holds them.
 KVTEST_WORKER(hold_header_lock) {
@@ -86,11 +71,25 @@ KVTEST_WORKER(hold_header_lock) {
   return 0;
 }
 
-TEST_F(FileIOTest, AnotherProcessWaitsForTheRangeAndGetsItWhenReleased) {
+// A lock waits for the range until the time-out, then gives up; held by
+// another process, it is had as soon as that process lets go.
+TEST_F(FileIOTest, LockWaitsForTheRangeUntilItIsReleasedOrTheTimeOutEnds) {
   std::string p = MakeFile("a.dba");
+  FileHandle a = FileIO_OpenRWS(p.c_str());
+  FileHandle b = FileIO_OpenRWS(p.c_str());
+  ASSERT_EQ(FileIO_Lock(a, 0, 40), 1);
+  const int32_t old = FileIO_GetLockTimeout();
+  FileIO_SetLockTimeout(200);
+  const int64_t start = MonotonicMs();
+  EXPECT_EQ(FileIO_Lock(b, 0, 40), 0);
+  EXPECT_GE(MonotonicMs() - start, 150);
+  FileIO_SetLockTimeout(old);
+  FileIO_Close(a);
+  FileIO_Close(b);
+
   std::string marker = file("held");
   kvtest::Worker w = kvtest::SpawnWorker("hold_header_lock", {p, marker, "600"});
-  while (!kvtest::FileExists(marker)) SleepMs(5);
+  ASSERT_TRUE(kvtest::AwaitFile(marker));
   FileHandle h = FileIO_OpenRWS(p.c_str());
   EXPECT_EQ(FileIO_TryLock(h, 20, 4), 0);  // held by the worker
   FileIO_SetLockTimeout(10000);
@@ -119,7 +118,7 @@ TEST_F(FileIOTest, TestLockSeesOtherHoldersAndTakesNothing) {
 
   const std::string marker = file("held");
   kvtest::Worker w = kvtest::SpawnWorker("hold_header_lock", {p, marker, "1500"});
-  for (int i = 0; i < 3000 && !kvtest::FileExists(marker); ++i) SleepMs(5);
+  ASSERT_TRUE(kvtest::AwaitFile(marker));
   ASSERT_TRUE(kvtest::FileExists(marker));
   FileHandle h = FileIO_OpenROS(p.c_str());
   EXPECT_EQ(FileIO_TestLock(h, 39, 1), 1);
@@ -216,16 +215,12 @@ TEST_F(FileIOTest, OpenFailsForMissingFilesDirectoriesAndOverlongPaths) {
   EXPECT_EQ(FileIO_Exist(longPath.c_str()), 0);
 }
 
-TEST_F(FileIOTest, BackslashPathsWorkToo) {
-  std::string p = dir() + "sub\\x.dat";
+TEST_F(FileIOTest, PathHelpersAndBackslashPaths) {
   ASSERT_EQ(FileIO_MakeMultiPath((dir() + "sub").c_str()), 1);
-  FileHandle h = FileIO_CreateRWS(p.c_str());
+  FileHandle h = FileIO_CreateRWS((dir() + "sub\\x.dat").c_str());
   ASSERT_NE(h, kInvalidHandle);
   FileIO_Close(h);
   EXPECT_TRUE(kvtest::FileExists(dir() + "sub/x.dat"));
-}
-
-TEST_F(FileIOTest, PathHelpers) {
   char buf[kMaxPath] = "C:\\kasse\\daten\\KUNDEN.DBA";
   FileIO_PathRemoveFileName(buf);
   EXPECT_STREQ(buf, "C:\\kasse\\daten\\");
@@ -248,6 +243,9 @@ TEST_F(FileIOTest, PathHelpers) {
   EXPECT_TRUE(WildcardMatch("*.*", "noext"));
   EXPECT_FALSE(WildcardMatch("AFT*.DAT", "AFT00012.DATX"));
   EXPECT_TRUE(WildcardMatch("A?T*", "AFT1"));
+  ASSERT_EQ(FileIO_GetModuleDirectory(d), 1);
+  EXPECT_EQ(FileIO_PathExist(d), 1);
+  EXPECT_TRUE(IsPathSep(d[std::strlen(d) - 1]));
 }
 
 TEST_F(FileIOTest, FindWalksMatchingFilesInNameOrder) {
@@ -323,13 +321,6 @@ TEST_F(FileIOTest, ALockFileWhoseHolderDiedIsRecognisedAsOrphan) {
   EXPECT_TRUE(kvtest::FileExists(lok));
   EXPECT_EQ(FileIO_LockFileHolderAlive(lok.c_str()), 0);
 #endif
-}
-
-TEST_F(FileIOTest, ModuleDirectoryIsAnExistingDirectory) {
-  char d[kMaxPath];
-  ASSERT_EQ(FileIO_GetModuleDirectory(d), 1);
-  EXPECT_EQ(FileIO_PathExist(d), 1);
-  EXPECT_TRUE(IsPathSep(d[std::strlen(d) - 1]));
 }
 
 }  // namespace

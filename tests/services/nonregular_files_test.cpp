@@ -2,16 +2,11 @@
 // and returns at once. Each call runs in a worker process with a deadline,
 // so a call that blocks fails the test instead of hanging the suite.
 #if !defined(_WIN32)
-#include <signal.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <chrono>
-#include <cstring>
 #include <string>
-#include <thread>
 
+#include "dba_util.h"
 #include "kvdata/dba.h"
 #include "kvdata/kundendba.h"
 #include "kvdata/kvlockdb.h"
@@ -20,32 +15,10 @@
 
 namespace {
 
-constexpr int kDeadlineSeconds = 20;
-constexpr int kHung = -2;
-
-// The worker's exit code, or kHung (the worker is killed) when it has not
-// ended within the deadline.
-int WaitWithDeadline(kvtest::Worker& w) {
-  const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(kDeadlineSeconds);
-  const pid_t pid = static_cast<pid_t>(w.id);
-  int status = 0;
-  while (std::chrono::steady_clock::now() < until) {
-    const pid_t r = waitpid(pid, &status, WNOHANG);
-    if (r == pid) {
-      w.id = -1;
-      return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    }
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
-  }
-  kill(pid, SIGKILL);
-  waitpid(pid, &status, 0);
-  w.id = -1;
-  return kHung;
-}
-
+// The worker's exit code, or -2 (the worker is killed) when it has not
+// ended within 20 s.
 int RunWithDeadline(const std::string& name, const std::string& dir) {
-  kvtest::Worker w = kvtest::SpawnWorker(name, {dir});
-  return WaitWithDeadline(w);
+  return kvtest::RunWorkers(name, {{dir}}, 20000).front();
 }
 
 void MakeFifo(const std::string& path) { ASSERT_EQ(mkfifo(path.c_str(), 0666), 0) << path; }
@@ -55,19 +28,10 @@ bool IsFifo(const std::string& path) {
   return lstat(path.c_str(), &st) == 0 && S_ISFIFO(st.st_mode);
 }
 
-DbaFile Descriptor(const std::string& path) {
-  DbaFile f;
-  std::memset(&f, 0, sizeof f);
-  f.handle = -1;
-  f.recordSize = 32;
-  std::strncpy(f.path, path.c_str(), sizeof f.path - 1);
-  return f;
-}
-
 // Exit codes: 10 + what the caller saw, so that 0/1 results stay apart from
 // a crash (-1) and a hang.
 KVTEST_WORKER(fifo_dba) {
-  DbaFile f = Descriptor(args.at(0) + "FIFO.DBA");
+  DbaFile f = kvtest::MakeDba(args.at(0) + "FIFO.DBA", 32, 0);
   uint8_t record[32];
   const int32_t read = DBA_ReadDATA(&f, 1, record);
   // Left as after a missing file: count 1, handle -1.

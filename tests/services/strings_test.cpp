@@ -49,6 +49,11 @@ TEST_F(StringTableTest, OnlyTheTableIdsOfTheCurrentLanguageExist) {
   char buf[16];
   EXPECT_EQ(KVHOST_LoadString(108, nullptr, 100), 0);
   EXPECT_EQ(KVHOST_LoadString(108, buf, 0), 0);
+  EXPECT_EQ(KVHOST_LoadString(102, buf, 6), 5);  // cut to the buffer
+  EXPECT_STREQ(buf, "Mallo");
+  ASSERT_EQ(KVHOST_SetLanguage(KV_LANG_DUTCH), 1);
+  EXPECT_EQ(KVHOST_SetLanguage(7), 0);  // an unknown language changes nothing
+  EXPECT_EQ(KVHOST_GetLanguage(), KV_LANG_DUTCH);
 }
 
 }  // namespace

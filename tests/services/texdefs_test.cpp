@@ -1,4 +1,4 @@
-// Dates, times, number texts, text encoding and the string table.
+// Dates, times, number texts and text encoding.
 #include <cstring>
 
 #include "kvdata/kvhost.h"
@@ -79,25 +79,6 @@ TEST(Encoding, Windows1252ToUtf8AndBack) {
   EXPECT_STREQ(back, "?!");
   EXPECT_EQ(KA_Cryptor_utf8_to_ascii("abcdef", back, 4), 3);  // bounded
   EXPECT_STREQ(back, "abc");
-}
-
-TEST(StringTable, TextsFollowTheChosenLanguage) {
-  char buf[256];
-  EXPECT_EQ(KVHOST_LoadString(104, buf, sizeof buf), 7);
-  EXPECT_STREQ(buf, "KALVORA");
-  ASSERT_EQ(KVHOST_SetLanguage(KV_LANG_DUTCH), 1);
-  KVHOST_LoadString(108, buf, sizeof buf);
-  EXPECT_EQ(std::strncmp(buf, "De NummernDBA werd niet gevonden!\n", 34), 0);
-  ASSERT_EQ(KVHOST_SetLanguage(KV_LANG_ENGLISH), 1);
-  KVHOST_LoadString(108, buf, sizeof buf);
-  EXPECT_NE(std::strstr(buf, "(L\xF6scht alle bestehenden"), nullptr);
-  EXPECT_EQ(KVHOST_SetLanguage(7), 0);
-  EXPECT_EQ(KVHOST_GetLanguage(), KV_LANG_ENGLISH);
-  KVHOST_SetLanguage(KV_LANG_GERMAN);
-  EXPECT_EQ(KVHOST_LoadString(999, buf, sizeof buf), 0);
-  EXPECT_STREQ(buf, "");
-  EXPECT_EQ(KVHOST_LoadString(102, buf, 6), 5);  // cut to the buffer
-  EXPECT_STREQ(buf, "Mallo");
 }
 
 }  // namespace

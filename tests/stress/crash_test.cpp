@@ -8,10 +8,12 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <functional>
 #include <random>
 #include <sstream>
 
 #include "families.h"
+#include "dba_util.h"
 #include "kvdata/dba.h"
 #include "kvdata/kundendba.h"
 #include "services/fault.h"
@@ -162,47 +164,29 @@ void Count(Figures& f, int code) {
   }
 }
 
-// ---------------------------------------------------------------- DBA engine
+// The work of a dying station on a record file: take a number and save a
+// record (tag) in it, delete an owned one, or save an owned one again; every
+// step journalled. Exit 3: no number; 4: a save failed; 5: a delete failed.
+struct StationOps {
+  std::function<int32_t()> take;
+  std::function<bool(int32_t, int64_t tag, int op)> save;
+  std::function<bool(int32_t)> remove;
+};
 
-DbaFile Descriptor(const std::string& path) {
-  DbaFile f;
-  std::memset(&f, 0, sizeof f);
-  f.handle = -1;
-  f.recordSize = R;
-  f.idCapacity = C;
-  std::snprintf(f.path, sizeof f.path, "%s", path.c_str());
-  return f;
-}
-
-std::vector<uint8_t> Tagged(int64_t tag) {
-  std::vector<uint8_t> r(R, 0x5A);
-  int32_t one = 1, zero = 0;
-  std::memcpy(r.data(), &one, 4);
-  std::memcpy(r.data() + 4, &zero, 4);
-  std::memcpy(r.data() + 8, &tag, 8);
-  return r;
-}
-
-int64_t TagOnDisk(const rawcheck::Image& img, int32_t n) {
-  const int64_t at = 40 + 8 * C + int64_t{n} * R + 8;
-  return int64_t{static_cast<uint32_t>(img.I32(at))} | (int64_t{img.I32(at + 4)} << 32);
-}
-
-// args: file, journal, owned list, seed, marker, k.
-KVTEST_WORKER(crash_dba) {
-  DbaFile f = Descriptor(args.at(0));
+// args: file or data dir, journal, owned list, seed, marker, k.
+int WorkUntilDeath(const std::vector<std::string>& args, int rounds, int64_t tag, bool newTagOnSave,
+                   const StationOps& ops) {
   Journal journal(args.at(1));
   std::map<int32_t, int64_t> owned = ReadOwned(args.at(2));
   std::mt19937 rng(static_cast<uint32_t>(std::stoul(args.at(3))));
-  int64_t tag = int64_t{std::stoi(args.at(3))} << 20;
   StartDying(args);
-  for (int op = 0; op < 400; ++op) {
+  for (int op = 0; op < rounds; ++op) {
     const uint32_t dice = rng() % 100;
     if (dice < 45 || owned.size() < 5) {
-      const int32_t n = DBA_NewITEM(&f);
+      const int32_t n = ops.take();
       if (n == 0) return 3;
       journal.Line("got " + std::to_string(n));
-      if (DBA_WriteDATA(&f, n, Tagged(++tag).data()) != 1) return 4;
+      if (!ops.save(n, ++tag, op)) return 4;
       owned[n] = tag;
       journal.Line("own " + std::to_string(n) + " " + std::to_string(tag));
       continue;
@@ -212,24 +196,37 @@ KVTEST_WORKER(crash_dba) {
     const int32_t n = it->first;
     if (dice < 75) {
       journal.Line("begin 1 " + std::to_string(n));
-      DBA_DeleteITEM(&f, n);
+      if (!ops.remove(n)) return 5;
       owned.erase(it);
       journal.Line("gone " + std::to_string(n));
     } else {
       journal.Line("begin 2 " + std::to_string(n));
-      if (DBA_WriteDATA(&f, n, Tagged(++tag).data()) != 1) return 4;
-      it->second = tag;
-      journal.Line("own " + std::to_string(n) + " " + std::to_string(tag));
+      if (newTagOnSave) it->second = ++tag;
+      if (!ops.save(n, it->second, op)) return 4;
+      journal.Line("own " + std::to_string(n) + " " + std::to_string(it->second));
     }
   }
   return 0;
+}
+
+// ---------------------------------------------------------------- DBA engine
+
+std::vector<uint8_t> Tagged(int64_t tag) { return stress::TaggedRecord(R, tag); }
+int64_t TagOnDisk(const rawcheck::Image& img, int32_t n) { return stress::TagOnDisk(img, R, C, n); }
+
+KVTEST_WORKER(crash_dba) {
+  DbaFile f = kvtest::MakeDba(args.at(0), R, C);
+  return WorkUntilDeath(args, 400, int64_t{std::stoi(args.at(3))} << 20, true,
+                        {[&] { return DBA_NewITEM(&f); },
+                         [&](int32_t n, int64_t tag, int) { return DBA_WriteDATA(&f, n, Tagged(tag).data()) == 1; },
+                         [&](int32_t n) { return DBA_DeleteITEM(&f, n), true; }});
 }
 
 class CrashTest : public kvtest::DataDirTest {};
 
 TEST_F(CrashTest, AStationDyingInNewDeleteOrSaveLeaksAtMostOneItemUntilTheReorganisation) {
   const std::string path = file("CRASH.DBA");
-  DbaFile f = Descriptor(path);
+  DbaFile f = kvtest::MakeDba(path, R, C);
   ASSERT_NE(DBA_NeueDBA(&f), 0);
   std::mt19937 rng(2024);
   Ledger ledger;
@@ -303,14 +300,10 @@ TEST_F(CrashTest, AStationDyingInNewDeleteOrSaveLeaksAtMostOneItemUntilTheReorga
 
 std::string CrashName(int64_t tag) { return "Crash" + std::to_string(tag); }
 
-// args: data dir, journal, owned list, seed, marker, k.
+// A save keeps the name (so the search entries stay) and moves the street.
 KVTEST_WORKER(crash_customers) {
   if (KundenDBA_Init((args.at(0) + "KUNDEN.DBA").c_str()) == 0) return 10;
-  Journal journal(args.at(1));
-  std::map<int32_t, int64_t> owned = ReadOwned(args.at(2));
-  std::mt19937 rng(static_cast<uint32_t>(std::stoul(args.at(3))));
-  int64_t tag = int64_t{std::stoi(args.at(3))} * 100000;
-  auto record = [](int64_t t, int32_t street) {
+  auto save = [](int32_t n, int64_t t, int street) {
     Kunde k;
     KundenDBA_ClearKunde(&k);
     k.refCount = 1;
@@ -318,38 +311,10 @@ KVTEST_WORKER(crash_customers) {
     std::snprintf(k.surname, sizeof k.surname, "%s", CrashName(t).c_str());
     std::snprintf(k.street, sizeof k.street, "Weg %d", street);
     std::snprintf(k.bankCode, sizeof k.bankCode, "%08lld", static_cast<long long>(t % 100000000));
-    return k;
+    return KundenDBA_SchreibeKunde(n, &k, 1) == 1;
   };
-  StartDying(args);
-  for (int op = 0; op < 300; ++op) {
-    const uint32_t dice = rng() % 100;
-    if (dice < 45 || owned.size() < 5) {
-      const int32_t n = KundenDBA_NeuerKunde();
-      if (n == 0) return 3;
-      journal.Line("got " + std::to_string(n));
-      Kunde k = record(++tag, op);
-      if (KundenDBA_SchreibeKunde(n, &k, 1) != 1) return 4;
-      owned[n] = tag;
-      journal.Line("own " + std::to_string(n) + " " + std::to_string(tag));
-      continue;
-    }
-    auto it = owned.begin();
-    std::advance(it, rng() % owned.size());
-    const int32_t n = it->first;
-    if (dice < 75) {
-      journal.Line("begin 1 " + std::to_string(n));
-      if (KundenDBA_LoescheKunde(n) != 1) return 5;
-      owned.erase(it);
-      journal.Line("gone " + std::to_string(n));
-    } else {
-      // A save keeps the name (so the search entries stay) and moves the street.
-      journal.Line("begin 2 " + std::to_string(n));
-      Kunde k = record(it->second, op);
-      if (KundenDBA_SchreibeKunde(n, &k, 1) != 1) return 4;
-      journal.Line("own " + std::to_string(n) + " " + std::to_string(it->second));
-    }
-  }
-  return 0;
+  return WorkUntilDeath(args, 300, int64_t{std::stoi(args.at(3))} * 100000, false,
+                        {KundenDBA_NeuerKunde, save, [](int32_t n) { return KundenDBA_LoescheKunde(n) == 1; }});
 }
 
 TEST_F(CrashTest, AStationDyingInCustomerWorkLeavesFilesThatTheReorganisationMakesExact) {

@@ -133,16 +133,7 @@ TEST_F(CustomerStressTest, SharedDeletesAndSavesAndOwnCustomersKeepAllThreeFiles
   stress::ExpectClean(rawcheck::CheckCustomers(dir(), true, true).defects, "before the stations start");
 
   const stress::Load load = stress::LoadFromEnv(4, 3000);
-  std::vector<std::vector<std::string>> args;
-  std::vector<std::string> reports;
-  for (int w = 0; w < load.workers; ++w) {
-    reports.push_back(file("report" + std::to_string(w)));
-    args.push_back({dir(), std::to_string(w), std::to_string(load.ops), std::to_string(load.seconds), reports.back(),
-                    std::to_string(load.workers)});
-  }
-  const int64_t start = kv::MonotonicMs();
-  for (int code : stress::RunAll("customer_stress", args, 1000LL * (load.seconds + 60))) ASSERT_EQ(code, 0);
-  stress::Merged m = stress::MergeReports(reports, "customers", kv::MonotonicMs() - start);
+  stress::Merged m = stress::RunStations("customer_stress", dir(), load, "customers", {dir()}, {std::to_string(load.workers)});
   EXPECT_TRUE(m.problems.empty()) << rawcheck::Describe(m.problems);
 
   rawcheck::CustomerState after = rawcheck::CheckCustomers(dir(), true, true);

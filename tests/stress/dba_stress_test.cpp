@@ -5,6 +5,7 @@
 #include <cstring>
 #include <random>
 
+#include "dba_util.h"
 #include "kvdata/dba.h"
 #include "services/platform.h"
 #include "stress_support.h"
@@ -14,27 +15,9 @@ namespace {
 constexpr int32_t R = 64;
 constexpr int32_t C = 4;
 
-DbaFile Descriptor(const std::string& path) {
-  DbaFile f;
-  std::memset(&f, 0, sizeof f);
-  f.handle = -1;
-  f.recordSize = R;
-  f.idCapacity = C;
-  std::snprintf(f.path, sizeof f.path, "%s", path.c_str());
-  return f;
-}
+std::vector<uint8_t> Tagged(int64_t tag) { return stress::TaggedRecord(R, tag); }
 
-// Record: {state 1, 0, tag (8 bytes)}, the rest filled from the tag so a
-// record torn between two writers shows.
-std::vector<uint8_t> Tagged(int64_t tag) {
-  std::vector<uint8_t> r(R, static_cast<uint8_t>(tag));
-  int32_t one = 1, zero = 0;
-  std::memcpy(r.data(), &one, 4);
-  std::memcpy(r.data() + 4, &zero, 4);
-  std::memcpy(r.data() + 8, &tag, 8);
-  return r;
-}
-
+// The tag of a record read back, -1 when the record is torn.
 int64_t TagOf(const std::vector<uint8_t>& r) {
   int64_t tag;
   std::memcpy(&tag, r.data() + 8, 8);
@@ -46,7 +29,7 @@ int64_t TagOf(const std::vector<uint8_t>& r) {
 
 // args: file, worker, ops, seconds, report, barrier dir, workers.
 KVTEST_WORKER(dba_stress) {
-  DbaFile f = Descriptor(args.at(0));
+  DbaFile f = kvtest::MakeDba(args.at(0), R, C);
   const int worker = std::stoi(args.at(1)), ops = std::stoi(args.at(2));
   const int64_t end = kv::MonotonicMs() + 1000LL * std::stoi(args.at(3));
   stress::Report rep;
@@ -110,7 +93,7 @@ class DbaStressTest : public kvtest::DataDirTest {};
 
 TEST_F(DbaStressTest, StationsTakingAndFreeingItemsNeverShareOneAndLeaveAnExactFile) {
   const std::string path = file("STRESS.DBA");
-  DbaFile f = Descriptor(path);
+  DbaFile f = kvtest::MakeDba(path, R, C);
   ASSERT_NE(DBA_NeueDBA(&f), 0);
   // 300 items, every second one and the top half freed again, then
   // reorganised: the slot count drops to 149 with free slots above it.
@@ -130,16 +113,7 @@ TEST_F(DbaStressTest, StationsTakingAndFreeingItemsNeverShareOneAndLeaveAnExactF
   ASSERT_EQ(before.slotCount, 149);
 
   const stress::Load load = stress::LoadFromEnv(4, 4000);
-  std::vector<std::vector<std::string>> args;
-  std::vector<std::string> reports;
-  for (int w = 0; w < load.workers; ++w) {
-    reports.push_back(file("report" + std::to_string(w)));
-    args.push_back({path, std::to_string(w), std::to_string(load.ops), std::to_string(load.seconds), reports.back(),
-                    dir(), std::to_string(load.workers)});
-  }
-  const int64_t start = kv::MonotonicMs();
-  for (int code : stress::RunAll("dba_stress", args, 1000LL * (load.seconds + 60))) ASSERT_EQ(code, 0);
-  stress::Merged m = stress::MergeReports(reports, "DBA engine", kv::MonotonicMs() - start);
+  stress::Merged m = stress::RunStations("dba_stress", dir(), load, "DBA engine", {path}, {dir(), std::to_string(load.workers)});
   EXPECT_TRUE(m.problems.empty()) << rawcheck::Describe(m.problems);
 
   rawcheck::DbaState after = rawcheck::CheckDba(path, R, true);
@@ -151,9 +125,7 @@ TEST_F(DbaStressTest, StationsTakingAndFreeingItemsNeverShareOneAndLeaveAnExactF
   for (const auto& [n, who] : m.owner) expected.insert(n);
   EXPECT_EQ(after.used, expected);
   for (const auto& [n, who] : m.owner) {
-    int64_t at = 40 + 8 * C + int64_t{n} * R;
-    int64_t tag = int64_t{static_cast<uint32_t>(img.I32(at + 8))} | (int64_t{img.I32(at + 12)} << 32);
-    EXPECT_EQ(tag, who.second) << "item " << n << " of worker " << who.first;
+    EXPECT_EQ(stress::TagOnDisk(img, R, C, n), who.second) << "item " << n << " of worker " << who.first;
   }
 }
 

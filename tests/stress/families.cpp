@@ -1,27 +1,14 @@
 #include "families.h"
 
 #include <cstdio>
-#include <cstring>
 
-#include "kvdata/artlib.h"
 #include "kvdata/bezlib.h"
-#include "kvdata/eanteile.h"
 #include "kvdata/kundendba.h"
-#include "kvdata/kvlockdb.h"
-#include "kvdata/teilezusatz.h"
 
 namespace stress {
 
 bool InitFamilies(const std::string& dir, const std::string& user) {
-  const char* d = dir.c_str();
-  const std::string any = dir + "TEILE.DBA";
-  if (KVLOCKDB_Init(any.c_str()) == nullptr) return false;
-  KVLOCKDB_IPUSERInit("10.0.0.9", user.c_str(), 1);
-  if (KundenDBA_Init(any.c_str()) == 0) return false;
-  if (ARTLIB_Init(kArticles, d) != ARTLIB_CURRENT_VERSION) return false;
-  if (BEZLIB_Init(kDesignations, d) != 1) return false;
-  if (EANTEILE_Init(kItems, d) != 1 || TeileZusatz_Init(kItems, d) != 1) return false;
-  return DATABASE_Init(kItems, d) == 1;
+  return kvtest::InitShop(dir, kItems, kArticles, kDesignations, user.c_str());
 }
 
 bool CreateShop(std::set<int32_t>* anchors) {
@@ -43,20 +30,6 @@ bool CreateShop(std::set<int32_t>* anchors) {
     anchors->insert(id);
   }
   return true;
-}
-
-Einzelteil Item(int32_t article, int32_t designation, int32_t customer, int32_t value) {
-  Einzelteil r;
-  std::memset(&r, 0, sizeof r);
-  DATABASE_ClearEinzelteil(&r);
-  r.flags = DATABASE_FLAG_BENUTZT;
-  r.article = article;
-  r.designation = designation;
-  r.customer = customer;
-  r.location = 1;
-  r.vatCode = 1;
-  r.value = value;
-  return r;
 }
 
 }  // namespace stress

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "kvdata/database.h"
+#include "shop.h"
 
 namespace stress {
 
@@ -26,7 +27,9 @@ bool InitFamilies(const std::string& dir, const std::string& user);
 // go to anchors. False when any step fails.
 bool CreateShop(std::set<int32_t>* anchors);
 // An item record in use.
-Einzelteil Item(int32_t article, int32_t designation, int32_t customer, int32_t value);
+inline Einzelteil Item(int32_t article, int32_t designation, int32_t customer, int32_t value) {
+  return kvtest::ItemRecord(article, designation, customer, value);
+}
 
 }  // namespace stress
 

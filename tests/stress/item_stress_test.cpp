@@ -116,16 +116,7 @@ TEST_F(ItemStressTest, SalesExchangesDeletesAndOfficeSavesKeepEveryChainWhole) {
   stress::ExpectClean(rawcheck::CheckItems(dir()).defects, "before the stations start");
 
   const stress::Load load = stress::LoadFromEnv(4, 1500);
-  std::vector<std::vector<std::string>> args;
-  std::vector<std::string> reports;
-  for (int w = 0; w < load.workers; ++w) {
-    reports.push_back(file("report" + std::to_string(w)));
-    args.push_back({dir(), std::to_string(w), std::to_string(load.ops), std::to_string(load.seconds), reports.back(),
-                    std::to_string(load.workers)});
-  }
-  const int64_t start = kv::MonotonicMs();
-  for (int code : stress::RunAll("item_stress", args, 1000LL * (load.seconds + 60))) ASSERT_EQ(code, 0);
-  stress::Merged m = stress::MergeReports(reports, "single items", kv::MonotonicMs() - start);
+  stress::Merged m = stress::RunStations("item_stress", dir(), load, "single items", {dir()}, {std::to_string(load.workers)});
   EXPECT_TRUE(m.problems.empty()) << rawcheck::Describe(m.problems);
 
   rawcheck::ItemState items = rawcheck::CheckItems(dir());

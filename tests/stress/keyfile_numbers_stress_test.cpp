@@ -108,16 +108,7 @@ TEST_F(KeyFileStressTest, StationsUnderTheCallersLockKeepTreeChainAndCountSound)
   stress::ExpectClean(rawcheck::CheckKeyFile(path, kKeySize).defects, "new key file");
 
   const stress::Load load = stress::LoadFromEnv(4, 3000);
-  std::vector<std::vector<std::string>> args;
-  std::vector<std::string> reports;
-  for (int w = 0; w < load.workers; ++w) {
-    reports.push_back(file("report" + std::to_string(w)));
-    args.push_back({path, lockPath, std::to_string(w), std::to_string(load.ops), std::to_string(load.seconds),
-                    reports.back(), dir(), std::to_string(load.workers)});
-  }
-  const int64_t start = kv::MonotonicMs();
-  for (int code : stress::RunAll("keyfile_stress", args, 1000LL * (load.seconds + 60))) ASSERT_EQ(code, 0);
-  stress::Merged m = stress::MergeReports(reports, "key file", kv::MonotonicMs() - start);
+  stress::Merged m = stress::RunStations("keyfile_stress", dir(), load, "key file", {path, lockPath}, {dir(), std::to_string(load.workers)});
   EXPECT_TRUE(m.problems.empty()) << rawcheck::Describe(m.problems);
 
   rawcheck::KeyFileState after = rawcheck::CheckKeyFile(path, kKeySize);
@@ -168,25 +159,16 @@ class NumberStressTest : public kvtest::DataDirTest {
   stress::Merged Run(const char* kind, const char* what) {
     kvtest::WriteFileBytes(file("NUMMERN.DAT"), std::vector<uint8_t>(800, 0));
     const stress::Load load = stress::LoadFromEnv(4, 3000);
-    std::vector<std::vector<std::string>> args;
-    for (int w = 0; w < load.workers; ++w) {
-      reports_.push_back(file("report" + std::to_string(w)));
-      args.push_back({dir(), std::to_string(w), std::to_string(load.ops), std::to_string(load.seconds), reports_.back(),
-                      std::to_string(load.workers), kind});
-    }
-    const int64_t start = kv::MonotonicMs();
-    for (int code : stress::RunAll("numbers_stress", args, 1000LL * (load.seconds + 60))) EXPECT_EQ(code, 0);
-    return stress::MergeReports(reports_, what, kv::MonotonicMs() - start);
+    return stress::RunStations("numbers_stress", dir(), load, what, {dir()}, {std::to_string(load.workers), kind});
   }
-  std::vector<std::string> reports_;
 };
 
 TEST_F(NumberStressTest, CountersRacingWithoutALockLeaveTheFileWhole) {
-  Run("1", "number ranges");
+  const stress::Merged m = Run("1", "number ranges");
   // Merged ownership does not apply here (every station counts the same
   // counters); add up the increments per counter instead.
   std::map<int32_t, int64_t> increments;
-  for (const std::string& r : reports_) {
+  for (const std::string& r : m.reports) {
     stress::Report rep = stress::ReadReport(r);
     EXPECT_TRUE(rep.problems.empty()) << rawcheck::Describe(rep.problems);
     for (const auto& [neg, count] : rep.owned) increments[-neg - 1] += count;

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <sstream>
 
@@ -26,23 +27,6 @@ Load LoadFromEnv(int workers, int ops) {
   const int seconds = 15;
 #endif
   return {EnvInt("KVSTRESS_WORKERS", workers), EnvInt("KVSTRESS_OPS", ops), EnvInt("KVSTRESS_SECONDS", seconds)};
-}
-
-std::vector<int> RunAll(const std::string& name, const std::vector<std::vector<std::string>>& args, int64_t deadlineMs) {
-  std::vector<kvtest::Worker> workers;
-  for (const auto& a : args) workers.push_back(kvtest::SpawnWorker(name, a));
-  const int64_t end = kv::MonotonicMs() + deadlineMs;
-  std::vector<int> codes;
-  for (kvtest::Worker& w : workers) {
-    int code = -1;
-    int64_t left = end - kv::MonotonicMs();
-    if (!kvtest::WaitWorkerFor(w, static_cast<int32_t>(left < 0 ? 0 : left), &code)) {
-      kvtest::KillWorker(w);
-      code = -2;
-    }
-    codes.push_back(code);
-  }
-  return codes;
 }
 
 bool Arrive(const std::string& dir, const std::string& prefix, int self, int count, int32_t timeoutMs) {
@@ -111,11 +95,42 @@ Merged MergeReports(const std::vector<std::string>& paths, const char* what, int
       }
     }
   }
+  m.reports = paths;
   const double seconds = elapsedMs > 0 ? elapsedMs / 1000.0 : 0.001;
   std::printf("[ stress ] %s: %zu workers, %lld operations in %.1f s (%.0f ops/s), %zu numbers owned at the end\n",
               what, paths.size(), static_cast<long long>(m.ops), seconds, m.ops / seconds, m.owner.size());
   std::fflush(stdout);
   return m;
+}
+
+Merged RunStations(const std::string& name, const std::string& dir, const Load& load, const char* what,
+                   const std::vector<std::string>& lead, const std::vector<std::string>& tail) {
+  std::vector<std::vector<std::string>> args;
+  std::vector<std::string> reports;
+  for (int w = 0; w < load.workers; ++w) {
+    reports.push_back(dir + "report" + std::to_string(w));
+    args.push_back(lead);
+    for (const std::string& a : {std::to_string(w), std::to_string(load.ops), std::to_string(load.seconds), reports.back()})
+      args.back().push_back(a);
+    args.back().insert(args.back().end(), tail.begin(), tail.end());
+  }
+  const int64_t start = kv::MonotonicMs();
+  const std::vector<int> codes = kvtest::RunWorkers(name, args, 1000 * (load.seconds + 60));
+  for (size_t w = 0; w < codes.size(); ++w) EXPECT_EQ(codes[w], 0) << what << ": station " << w;
+  return MergeReports(reports, what, kv::MonotonicMs() - start);
+}
+
+std::vector<uint8_t> TaggedRecord(int32_t size, int64_t tag) {
+  std::vector<uint8_t> r(static_cast<size_t>(size), static_cast<uint8_t>(tag));
+  const int32_t head[2] = {1, 0};
+  std::memcpy(r.data(), head, 8);
+  std::memcpy(r.data() + 8, &tag, 8);
+  return r;
+}
+
+int64_t TagOnDisk(const rawcheck::Image& img, int32_t size, int32_t capacity, int32_t n) {
+  const int64_t at = 40 + 8 * int64_t{capacity} + int64_t{n} * size + 8;
+  return int64_t{static_cast<uint32_t>(img.I32(at))} | (int64_t{img.I32(at + 4)} << 32);
 }
 
 void ExpectClean(const rawcheck::Defects& defects, const char* what) {

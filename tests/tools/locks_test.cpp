@@ -15,15 +15,6 @@ using kvtest::ReadFileBytes;
 using kvtest::WriteFileBytes;
 using tooltest::Tool;
 
-bool WaitFor(const std::string& path, int limitMs) {
-  const auto until = std::chrono::steady_clock::now() + std::chrono::milliseconds(limitMs);
-  while (!FileExists(path)) {
-    if (std::chrono::steady_clock::now() > until) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
-  }
-  return true;
-}
-
 // args: data directory, ready file, release file. Holds byte 12 of the lock
 // database (as a station does around an item sale) and the header of the
 // customer file (as a new customer number is taken) until told to let go.
@@ -34,7 +25,7 @@ KVTEST_WORKER(hold_lock_byte) {
   const kv::FileHandle customers = kv::FileIO_OpenRWS((args[0] + "KUNDEN.DBA").c_str());
   if (kv::FileIO_TryLock(customers, 0, 40) != 1) return 5;
   WriteFileBytes(args[1], {});
-  const bool released = WaitFor(args[2], 60000);
+  const bool released = kvtest::AwaitFile(args[2], 60000);
   KVLOCKDB_UnlockDB(12);
   kv::FileIO_Close(customers);
   return released ? 0 : 4;
@@ -54,7 +45,7 @@ TEST_F(LocksTest, ByteHeldByAnotherProcessIsShownAndStopsRepair) {
   Damage();
   const std::string ready = dir() + "ready", release = dir() + "release";
   kvtest::Worker w = kvtest::SpawnWorker("hold_lock_byte", {data(), ready, release});
-  ASSERT_TRUE(WaitFor(ready, 30000));
+  ASSERT_TRUE(kvtest::AwaitFile(ready, 30000));
 
   const auto text = Tool({"locks", data()});
   EXPECT_EQ(text.code, 0) << text.err;

@@ -40,7 +40,8 @@ inline Result Tool(const std::vector<std::string>& args, const std::string& env 
   static kvtest::TempDir outputs;
   static int serial = 0;
   const std::string out = outputs.file("out" + std::to_string(++serial)), err = out + ".err";
-  std::string cmd = env + " " + Quote(KVDATA_TOOL_PATH);
+  // A tool that hangs is ended after two minutes (exit code 124).
+  std::string cmd = env + " timeout -k 5 120 " + Quote(KVDATA_TOOL_PATH);
   for (const std::string& a : args) cmd += " " + Quote(a);
   cmd += " >" + Quote(out) + " 2>" + Quote(err) + " </dev/null";
   const int status = std::system(cmd.c_str());

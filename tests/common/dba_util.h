@@ -1,6 +1,7 @@
-// Helpers for tests of DBA files.
-#ifndef KVTEST_DBA_TEST_UTIL_H
-#define KVTEST_DBA_TEST_UTIL_H
+// Helpers for tests of DBA files: a descriptor, the header and free chain
+// as they lie in the file, tagged records.
+#ifndef KVTEST_DBA_UTIL_H
+#define KVTEST_DBA_UTIL_H
 
 #include <cstring>
 #include <set>
@@ -56,6 +57,11 @@ inline std::vector<int32_t> FreeChain(const std::string& path, int32_t recordSiz
   return chain;
 }
 
+// Starts a worker process that opens the record file, takes its header lock,
+// writes the marker file and lets the lock go after ms milliseconds.
+Worker HoldHeader(const std::string& path, int32_t recordSize, int32_t capacity, const std::string& marker,
+                  int32_t ms);
+
 }  // namespace kvtest
 
-#endif  // KVTEST_DBA_TEST_UTIL_H
+#endif  // KVTEST_DBA_UTIL_H
