@@ -6,7 +6,7 @@
 
 #include "core/fixed_records.h"
 #include "core/nested_open.h"
-#include "dba_test_util.h"
+#include "dba_util.h"
 
 namespace {
 
