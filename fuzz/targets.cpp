@@ -211,7 +211,7 @@ void RunKeyFile(const std::string& dir, const uint8_t* data, size_t size) {
   }
   BBAUMLIB_MitAllenBAUMKEYs(d, VisitAll);
   kv::index::KeyFileCheck check;
-  kv::index::CheckKeyFile(d, &check);
+  (void)kv::index::CheckKeyFile(d, &check);  // only its reads of a damaged file matter here
   BBAUMLIB_ErzeugeFreelist(d, nullptr);
   BBAUMLIB_Reorganisieren(d, nullptr, nullptr, nullptr, nullptr, nullptr);
   BBAUMLIB_Exit(d);

@@ -18,6 +18,7 @@
 #endif
 
 #include "services/fileio.h"
+#include "services/le_fields.h"
 
 namespace kvtool {
 
@@ -69,14 +70,12 @@ bool ReadWholeFile(const std::string& path, std::vector<uint8_t>* out, int* err)
 
 int32_t Word32(const std::vector<uint8_t>& b, int64_t at) {
   if (at < 0 || at + 4 > static_cast<int64_t>(b.size())) return 0;
-  uint32_t v = 0;
-  for (int i = 3; i >= 0; --i) v = (v << 8) | b[static_cast<size_t>(at + i)];
-  return static_cast<int32_t>(v);
+  return kv::le::GetI32(b.data(), static_cast<size_t>(at));
 }
 
 int16_t Word16(const std::vector<uint8_t>& b, int64_t at) {
   if (at < 0 || at + 2 > static_cast<int64_t>(b.size())) return 0;
-  return static_cast<int16_t>(b[static_cast<size_t>(at)] | (b[static_cast<size_t>(at + 1)] << 8));
+  return kv::le::GetI16(b.data(), static_cast<size_t>(at));
 }
 
 bool StderrIsTerminal() { return KV_ISATTY(KV_STDERR_FD) != 0; }

@@ -3,7 +3,7 @@
 #include <ostream>
 #include <string>
 
-#include "index/idmap.h"
+#include "article/idmap.h"
 #include "index/keyfile_check.h"
 #include "kvdata/bbaumlib.h"
 #include "tool.h"
@@ -17,7 +17,7 @@ BaumKey MakeKey(const char* text) {
 }
 
 int Demo(const std::string& dir, std::ostream& out) {
-  BaumKeyDatei* d = kv::index::InitIdMapFile(dir.c_str(), "MAPEANID.DBA");
+  BaumKeyDatei* d = kv::idmap::InitIdMapFile(dir.c_str(), "MAPEANID.DBA");
   if (d == nullptr) {
     out << "cannot create MAPEANID.DBA\n";
     return 1;

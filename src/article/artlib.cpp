@@ -2,7 +2,8 @@
 
 #include <cstring>
 
-#include "article/fixed_records.h"
+#include "core/fixed_records.h"
+#include "services/process_state.h"
 #include "kvdata/artlib.h"
 #include "services/name_resolve.h"
 #include "services/platform.h"
@@ -11,21 +12,25 @@ namespace kv::artlib {
 
 namespace {
 
-fixed::File g_own;
-// The foreign file: another installation's article file, same layout.
-fixed::File g_foreign;
+// The family's state, one thread at a time (services/process_state.h).
+struct State {
+  fixed::File own;
+  // The foreign file: another installation's article file, same layout.
+  fixed::File foreign;
+};
+State& S() { return FamilyState<State>(); }
 
 constexpr int32_t kSize = ARTLIB_RECORD_SIZE;
 
 }  // namespace
 
-int32_t open() { return fixed::Open(g_own); }
-void close() { fixed::Close(g_own); }
+int32_t open() { return fixed::Open(S().own); }
+void close() { fixed::Close(S().own); }
 
 // Article numbers reach up to the larger of the configured count and the
 // last record in the file; anything above is refused before any I/O.
 static bool addressable(int32_t handle, int32_t n) {
-  return fixed::RecordsWithin(handle, kSize, g_own.count, n, 1);
+  return fixed::RecordsWithin(handle, kSize, S().own.count, n, 1);
 }
 
 int32_t read_record(int32_t handle, int32_t n, void* record) {
@@ -61,13 +66,13 @@ int32_t schreibe(int32_t n, void* record) {
 // the same range. Moving it onto the record's own bytes would let a new
 // station and an old one hold "the" lock of one article at the same time.
 int32_t lock_record(int32_t n) {
-  if (n < 0 || g_own.openCount <= 0) return 0;
-  return FileIO_Lock(g_own.handle, static_cast<int64_t>(n) * kSize, kSize) != 0 ? 1 : 0;
+  if (n < 0 || S().own.openCount <= 0) return 0;
+  return FileIO_Lock(S().own.handle, static_cast<int64_t>(n) * kSize, kSize) != 0 ? 1 : 0;
 }
 
 int32_t unlock_record(int32_t n) {
-  if (n < 0 || g_own.openCount <= 0) return 0;
-  return FileIO_Unlock(g_own.handle, static_cast<int64_t>(n) * kSize, kSize) != 0 ? 1 : 0;
+  if (n < 0 || S().own.openCount <= 0) return 0;
+  return FileIO_Unlock(S().own.handle, static_cast<int64_t>(n) * kSize, kSize) != 0 ? 1 : 0;
 }
 
 int32_t block_read(int32_t handle, int32_t first, int32_t count, void* buffer) {
@@ -84,7 +89,7 @@ int32_t block_read(int32_t handle, int32_t first, int32_t count, void* buffer) {
 
 int32_t read_complete(void* buffer, int32_t size) {
   if (buffer == nullptr || size < 0) return -1;
-  FileHandle h = FileIO_OpenROS(g_own.path);
+  FileHandle h = FileIO_OpenROS(S().own.path);
   if (h == kInvalidHandle) return -1;
   int32_t got = FileIO_SetPos(h, 0) == 0 ? FileIO_Read(h, buffer, size) : 0;
   FileIO_Close(h);
@@ -100,15 +105,15 @@ int32_t file_pos(int32_t n) {
   return n < 0 || pos > INT32_MAX ? -1 : static_cast<int32_t>(pos);
 }
 
-int32_t max_count() { return g_own.count; }
+int32_t max_count() { return S().own.count; }
 
 void size_and_name(int32_t* count, char* path) {
-  if (count != nullptr) *count = g_own.count;
-  if (path != nullptr) CopyPath(path, g_own.path);
+  if (count != nullptr) *count = S().own.count;
+  if (path != nullptr) (void)CopyPath(path, S().own.path);  // both hold kMaxPath
 }
 
 uint32_t last_write_time() {
-  int64_t t = FileIO_GetLastWriteTime(g_own.path);
+  int64_t t = FileIO_GetLastWriteTime(S().own.path);
   return t < 0 ? 0 : static_cast<uint32_t>(t);
 }
 
@@ -129,23 +134,23 @@ int32_t is_valid_article(int32_t n, const char* text) {
 }
 
 int32_t open_foreign(const char* path) {
-  if (g_foreign.openCount > 0) {
-    ++g_foreign.openCount;
-    return g_foreign.handle;
+  if (S().foreign.openCount > 0) {
+    ++S().foreign.openCount;
+    return S().foreign.handle;
   }
-  if (path == nullptr || !CopyPath(g_foreign.path, path)) return -1;
-  FileIO_ResolveNameCase(g_foreign.path);  // another installation's, perhaps copied from Windows
-  if (FileIO_Exist(g_foreign.path) == 0) return -1;
-  g_foreign.recordSize = kSize;
-  return fixed::Open(g_foreign);
+  if (path == nullptr || !CopyPath(S().foreign.path, path)) return -1;
+  FileIO_ResolveNameCase(S().foreign.path);  // another installation's, perhaps copied from Windows
+  if (FileIO_Exist(S().foreign.path) == 0) return -1;
+  S().foreign.recordSize = kSize;
+  return fixed::Open(S().foreign);
 }
 
 int32_t read_foreign(int32_t n, void* record) {
-  if (n == 0 || g_foreign.openCount <= 0) return 0;
-  return read_record(g_foreign.handle, n, record);
+  if (n == 0 || S().foreign.openCount <= 0) return 0;
+  return read_record(S().foreign.handle, n, record);
 }
 
-void close_foreign() { fixed::Close(g_foreign); }
+void close_foreign() { fixed::Close(S().foreign); }
 
 int32_t read_header(int32_t handle, void* header) {
   return fixed::ReadAt(handle, 0, header, fixed::kHeaderSize) ? 1 : 0;
@@ -155,10 +160,10 @@ int32_t write_header(int32_t handle, const void* header) {
   return fixed::WriteAt(handle, 0, header, fixed::kHeaderSize) ? 1 : 0;
 }
 
-int32_t create() { return fixed::Create(g_own, nullptr) ? 1 : 0; }
-int32_t enlarge() { return fixed::Enlarge(g_own, nullptr) ? 1 : 0; }
+int32_t create() { return fixed::Create(S().own, nullptr) ? 1 : 0; }
+int32_t enlarge() { return fixed::Enlarge(S().own, nullptr) ? 1 : 0; }
 
-int32_t version() { return fixed::FileVersion(g_own.path); }
+int32_t version() { return fixed::FileVersion(S().own.path); }
 
 // ---- upgrades -------------------------------------------------------------
 // The layouts of the old releases (510, 520 .. 539, 540 .. 599) were never
@@ -173,7 +178,7 @@ int32_t version() { return fixed::FileVersion(g_own.path); }
 // is unknown are carried along unchanged instead of being thrown away. A
 // step that fails half-way leaves the old file as it was.
 static bool upgrade_step(int32_t target) {
-  return fixed::RewriteAsVersion(g_own.path, kSize, target);
+  return fixed::RewriteAsVersion(S().own.path, kSize, target);
 }
 
 static int32_t upgrade_chain(int32_t current) {
@@ -192,13 +197,13 @@ static int32_t upgrade_chain(int32_t current) {
 }
 
 int32_t init(int32_t count, const char* path) {
-  if (g_own.openCount > 0) {  // a re-Init drops the old file's handle
-    FileIO_Close(g_own.handle);
-    g_own.handle = kInvalidHandle;
-    g_own.openCount = 0;
+  if (S().own.openCount > 0) {  // a re-Init drops the old file's handle
+    FileIO_Close(S().own.handle);
+    S().own.handle = kInvalidHandle;
+    S().own.openCount = 0;
   }
-  if (!fixed::Setup(g_own, path, ARTLIB_FILE_NAME, kSize, count)) return 0;
-  if (FileIO_Exist(g_own.path) == 0) return create() == 1 ? ARTLIB_CURRENT_VERSION : 0;
+  if (!fixed::Setup(S().own, path, ARTLIB_FILE_NAME, kSize, count)) return 0;
+  if (FileIO_Exist(S().own.path) == 0) return create() == 1 ? ARTLIB_CURRENT_VERSION : 0;
   int32_t v = version();
   if (v <= 0) return 0;  // unreadable header: leave the file for inspection
   return upgrade_chain(v);

@@ -28,10 +28,12 @@
 #include <optional>
 #include <vector>
 
+#include "article/artlib.h"
+#include "article/bezlib.h"
 #include "article/database.h"
+#include "core/lockdb.h"
 #include "kvdata/artlib.h"
 #include "kvdata/bezlib.h"
-#include "kvdata/kvlockdb.h"
 #include "partner/kunden.h"
 #include "services/cause.h"
 #include "services/fileio.h"
@@ -71,58 +73,42 @@ class HeadStore {
 };
 
 // A head kept in a record of the article or the designation file, changed
-// under that record's lock. Ops names the family's functions.
-template <typename Ops>
+// under that record's lock. The two families offer the same functions:
+// open / close of their file, lock / unlock of a record, lese / schreibe.
+template <typename Record, auto Open, auto Close, auto Lock, auto Unlock, auto Read, auto Write>
 class LockedHead : public HeadStore {
  public:
   explicit LockedHead(int32_t n) : n_(n) {}
   bool open() override {
-    if (Ops::Open() == -1) return false;
-    if (Ops::Lock(n_) == 1) return true;
-    Ops::Close();
+    if (Open() == -1) return false;
+    if (Lock(n_) == 1) return true;
+    Close();
     return false;
   }
   void close() override {
-    Ops::Unlock(n_);
-    Ops::Close();
+    Unlock(n_);
+    Close();
   }
   bool read(Head& h) override {
-    if (Ops::Read(n_, &rec_) != 1) return false;
+    if (Read(n_, &rec_) != 1) return false;
     h = {rec_.firstItem, rec_.lastItem};
     return true;
   }
   bool write(const Head& h) override {
     rec_.firstItem = h.first;
     rec_.lastItem = h.last;
-    return Ops::Write(n_, &rec_) == 1;
+    return Write(n_, &rec_) == 1;
   }
 
  private:
   int32_t n_;
-  typename Ops::Record rec_{};
+  Record rec_{};
 };
 
-struct ArticleOps {
-  using Record = ArtikelRecord;
-  static int32_t Open() { return ARTLIB_OeffneDatenbank(); }
-  static void Close() { ARTLIB_SchliesseDatenbank(); }
-  static int32_t Lock(int32_t n) { return ARTLIB_LockArtikel(n); }
-  static int32_t Unlock(int32_t n) { return ARTLIB_UnlockArtikel(n); }
-  static int32_t Read(int32_t n, Record* r) { return ARTLIB_LeseArtikel(n, r); }
-  static int32_t Write(int32_t n, Record* r) { return ARTLIB_SchreibeArtikel(n, r); }
-};
-using ArticleHead = LockedHead<ArticleOps>;
-
-struct DesignationOps {
-  using Record = Bezeichnung;
-  static int32_t Open() { return BEZLIB_OeffneDatenbank(); }
-  static void Close() { BEZLIB_SchliesseDatenbank(); }
-  static int32_t Lock(int32_t n) { return BEZLIB_LockBezeichnung(n); }
-  static int32_t Unlock(int32_t n) { return BEZLIB_UnlockBezeichnung(n); }
-  static int32_t Read(int32_t n, Record* r) { return BEZLIB_LeseBezeichnung(n, r); }
-  static int32_t Write(int32_t n, Record* r) { return BEZLIB_SchreibeBezeichnung(n, r); }
-};
-using DesignationHead = LockedHead<DesignationOps>;
+using ArticleHead = LockedHead<ArtikelRecord, artlib::open, artlib::close, artlib::lock_record, artlib::unlock_record,
+                               artlib::lese, artlib::schreibe>;
+using DesignationHead = LockedHead<Bezeichnung, bezlib::open, bezlib::close, bezlib::lock_record,
+                                   bezlib::unlock_record, bezlib::lese, bezlib::schreibe>;
 
 // The customer head sits inside the customer record. It is changed under the
 // customer's record lock, held from the read of the head to its write, and
@@ -149,9 +135,9 @@ class CustomerHead : public HeadStore {
 // leave a START / ENDED pair in the lock log.
 class BezBlocking {
  public:
-  BezBlocking() : held_(KVLOCKDB_Blocking_Start(kBezLock, kBezLockWaitMs) == 1) {}
+  BezBlocking() : held_(lockdb::BlockingStart(kBezLock, kBezLockWaitMs) == 1) {}
   ~BezBlocking() {
-    if (held_) KVLOCKDB_Blocking_Stop(kBezLock);
+    if (held_) lockdb::BlockingStop(kBezLock);
   }
   BezBlocking(const BezBlocking&) = delete;
   BezBlocking& operator=(const BezBlocking&) = delete;
@@ -162,7 +148,7 @@ class BezBlocking {
 };
 
 void log_event(const char* function, int32_t w1, int32_t w2, int32_t w3) {
-  KVLOCKDB_Log_Event("SAME IP", "SAME USER", function, w1, w2, w3);
+  lockdb::LogEvent("SAME IP", "SAME USER", function, w1, w2, w3);
 }
 
 constexpr int32_t kMinPauseMs = 2;
@@ -191,16 +177,16 @@ Seen peek(Kind k, int32_t owner, Head& h) {
   bool ok = false;
   if (k == kArticleChain) {
     ArtikelRecord a;
-    if (ARTLIB_OeffneDatenbank() == -1) return Seen::kNoHead;
-    ok = owner != 0 && ARTLIB_LeseArtikel(owner, &a) == 1;
+    if (artlib::open() == -1) return Seen::kNoHead;
+    ok = owner != 0 && artlib::lese(owner, &a) == 1;
     if (ok) h = {a.firstItem, a.lastItem};
-    ARTLIB_SchliesseDatenbank();
+    artlib::close();
   } else {
     Bezeichnung b;
-    if (BEZLIB_OeffneDatenbank() == -1) return Seen::kNoHead;
-    ok = BEZLIB_LeseBezeichnung(owner, &b) == 1;
+    if (bezlib::open() == -1) return Seen::kNoHead;
+    ok = bezlib::lese(owner, &b) == 1;
     if (ok) h = {b.firstItem, b.lastItem};
-    BEZLIB_SchliesseDatenbank();
+    bezlib::close();
   }
   if (ok) return Seen::kHead;
   return LockRefusals() != refusals ? Seen::kBusy : Seen::kNoHead;
@@ -378,7 +364,7 @@ ChainResult apply_steps(int32_t id, Einzelteil& r, std::vector<Step>& steps) {
   }
   // A designation lives only as long as it has items: emptying its chain
   // deletes it (after its record lock is let go, still under LCK_BEZLIB).
-  if (emptied != 0) ok = BEZLIB_BezeichnungLoeschen(emptied) == 1 && ok;
+  if (emptied != 0) ok = bezlib::remove(emptied) == 1 && ok;
   if (!ok) return ChainResult::kFailed;
   return complete ? ChainResult::kDone : ChainResult::kIncomplete;
 }
@@ -391,21 +377,17 @@ ChainResult attempt(int32_t id, Einzelteil& r, std::vector<Step>& steps) {
   return result;
 }
 
-std::vector<Step> link_steps(const Einzelteil& r) {
+// The steps that link the item into (link) or take it out of every chain
+// its record names.
+std::vector<Step> chain_steps(const Einzelteil& r, bool link) {
   std::vector<Step> steps;
-  steps.emplace_back(kArticleChain, r.article, true);
-  if (r.designation > 0) steps.emplace_back(kDesignationChain, r.designation, true);
-  if (r.customer != 0) steps.emplace_back(kCustomerChain, r.customer, true);
+  steps.emplace_back(kArticleChain, r.article, link);
+  if (r.designation > 0) steps.emplace_back(kDesignationChain, r.designation, link);
+  if (r.customer != 0) steps.emplace_back(kCustomerChain, r.customer, link);
   return steps;
 }
-
-std::vector<Step> unlink_steps(const Einzelteil& r) {
-  std::vector<Step> steps;
-  steps.emplace_back(kArticleChain, r.article, false);
-  if (r.designation > 0) steps.emplace_back(kDesignationChain, r.designation, false);
-  if (r.customer != 0) steps.emplace_back(kCustomerChain, r.customer, false);
-  return steps;
-}
+std::vector<Step> link_steps(const Einzelteil& r) { return chain_steps(r, true); }
+std::vector<Step> unlink_steps(const Einzelteil& r) { return chain_steps(r, false); }
 
 // For the exported single steps, whose callers hold (or not) the item's
 // lock themselves: the busy case is retried here, without letting go of
@@ -420,21 +402,17 @@ int32_t patiently(int32_t id, Einzelteil& r, std::vector<Step> (*make)(const Ein
   }
 }
 
-std::vector<Step> one_add(const Einzelteil& r, int32_t kind) {
-  std::vector<Step> steps;
+// The one step that links the item into (link) or takes it out of the
+// chain of the given kind.
+std::vector<Step> one_step(const Einzelteil& r, int32_t kind, bool link) {
   const Kind k = static_cast<Kind>(kind);
   const int32_t owner = k == kArticleChain ? r.article : k == kDesignationChain ? r.designation : r.customer;
-  steps.emplace_back(k, owner, true);
-  return steps;
-}
-
-std::vector<Step> one_remove(const Einzelteil& r, int32_t kind) {
   std::vector<Step> steps;
-  const Kind k = static_cast<Kind>(kind);
-  const int32_t owner = k == kArticleChain ? r.article : k == kDesignationChain ? r.designation : r.customer;
-  steps.emplace_back(k, owner, false);
+  steps.emplace_back(k, owner, link);
   return steps;
 }
+std::vector<Step> one_add(const Einzelteil& r, int32_t kind) { return one_step(r, kind, true); }
+std::vector<Step> one_remove(const Einzelteil& r, int32_t kind) { return one_step(r, kind, false); }
 
 std::vector<Step> all_add(const Einzelteil& r, int32_t) { return link_steps(r); }
 std::vector<Step> all_remove(const Einzelteil& r, int32_t) { return unlink_steps(r); }

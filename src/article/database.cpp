@@ -6,24 +6,31 @@
 #include <cstddef>
 #include <cstring>
 
-#include "article/fixed_records.h"
+#include "core/fixed_records.h"
+#include "services/process_state.h"
+#include "article/artlib.h"
+#include "article/teilezusatz.h"
+#include "ean/eanteile.h"
 #include "kvdata/artlib.h"
-#include "kvdata/eanteile.h"
-#include "kvdata/teilezusatz.h"
 #include "services/texdefs.h"
 
 namespace kv::database {
 
 namespace {
 
-fixed::File g_file;
+// The family's state, one thread at a time (services/process_state.h).
+struct State {
+  fixed::File file;
+  DatabaseProgressCallback progress = nullptr;
+};
+State& S() { return FamilyState<State>(); }
+
 constexpr int32_t kSize = DATABASE_RECORD_SIZE;
 
 void ClearRecord(void* record) { clear(*static_cast<Einzelteil*>(record)); }
 
-DatabaseProgressCallback g_progress = nullptr;
 void ForwardProgress(int32_t written, void*) {
-  if (g_progress != nullptr) g_progress(written);
+  if (S().progress != nullptr) S().progress(written);
 }
 
 }  // namespace
@@ -31,34 +38,34 @@ void ForwardProgress(int32_t written, void*) {
 // ---- file ------------------------------------------------------------------
 
 int32_t init(int32_t size, const char* path) {
-  if (g_file.openCount > 0) {
-    FileIO_Close(g_file.handle);
-    g_file.handle = kInvalidHandle;
-    g_file.openCount = 0;
+  if (S().file.openCount > 0) {
+    FileIO_Close(S().file.handle);
+    S().file.handle = kInvalidHandle;
+    S().file.openCount = 0;
   }
   if (size < 2) {
-    g_file.path[0] = '\0';
+    S().file.path[0] = '\0';
     return 0;
   }
-  return fixed::Setup(g_file, path, DATABASE_FILE_NAME, kSize, size) ? 1 : 0;
+  return fixed::Setup(S().file, path, DATABASE_FILE_NAME, kSize, size) ? 1 : 0;
 }
 
 void size_and_name(int32_t* size, char* path) {
-  if (size != nullptr) *size = g_file.count;
-  if (path != nullptr) CopyPath(path, g_file.path);
+  if (size != nullptr) *size = S().file.count;
+  if (path != nullptr) (void)CopyPath(path, S().file.path);  // both hold kMaxPath
 }
 
 int32_t create(DatabaseProgressCallback progress) {
-  g_progress = progress;
-  bool ok = fixed::Create(g_file, ClearRecord, ForwardProgress, nullptr);
-  g_progress = nullptr;
+  S().progress = progress;
+  bool ok = fixed::Create(S().file, ClearRecord, ForwardProgress, nullptr);
+  S().progress = nullptr;
   return ok ? 1 : 0;
 }
 
-int32_t enlarge() { return fixed::Enlarge(g_file, ClearRecord) ? 1 : 0; }
-int32_t open() { return fixed::Open(g_file); }
-void close() { fixed::Close(g_file); }
-int32_t version() { return fixed::FileVersion(g_file.path); }
+int32_t enlarge() { return fixed::Enlarge(S().file, ClearRecord) ? 1 : 0; }
+int32_t open() { return fixed::Open(S().file); }
+void close() { fixed::Close(S().file); }
+int32_t version() { return fixed::FileVersion(S().file.path); }
 
 int32_t read_header(int32_t handle, void* header) {
   return fixed::ReadAt(handle, 0, header, fixed::kHeaderSize) ? 1 : 0;
@@ -82,17 +89,17 @@ int32_t do_update(int32_t newVersion, int32_t oldVersion) {
   int32_t current = version();
   if (current != oldVersion) return 0;
   if (current == newVersion) return 1;
-  return fixed::RewriteAsVersion(g_file.path, kSize, newVersion) ? 1 : 0;
+  return fixed::RewriteAsVersion(S().file.path, kSize, newVersion) ? 1 : 0;
 }
 
 // ---- records ---------------------------------------------------------------
 
 int32_t read(int32_t id, void* record) {
-  return g_file.openCount > 0 && fixed::ReadRecord(g_file, id, record) ? 1 : 0;
+  return S().file.openCount > 0 && fixed::ReadRecord(S().file, id, record) ? 1 : 0;
 }
 
 int32_t write(int32_t id, const void* record) {
-  return g_file.openCount > 0 && fixed::WriteRecord(g_file, id, record) ? 1 : 0;
+  return S().file.openCount > 0 && fixed::WriteRecord(S().file, id, record) ? 1 : 0;
 }
 
 int32_t get(int32_t id, void* record) {
@@ -115,12 +122,12 @@ int32_t valid(int32_t id, void* record) {
   return r;
 }
 
-int32_t lock(int32_t id) { return g_file.openCount > 0 && fixed::LockRecord(g_file, id) ? 1 : 0; }
-int32_t unlock(int32_t id) { return g_file.openCount > 0 && fixed::UnlockRecord(g_file, id) ? 1 : 0; }
-int32_t try_lock(int32_t id) { return g_file.openCount > 0 && fixed::TryLockRecord(g_file, id) ? 1 : 0; }
+int32_t lock(int32_t id) { return S().file.openCount > 0 && fixed::LockRecord(S().file, id) ? 1 : 0; }
+int32_t unlock(int32_t id) { return S().file.openCount > 0 && fixed::UnlockRecord(S().file, id) ? 1 : 0; }
+int32_t try_lock(int32_t id) { return S().file.openCount > 0 && fixed::TryLockRecord(S().file, id) ? 1 : 0; }
 int32_t holds_lock(int32_t id) {
-  return g_file.openCount > 0 && id >= 0 && id <= g_file.count &&
-                 FileIO_HoldsLock(g_file.handle, fixed::RecordPos(kSize, id), kSize) != 0
+  return S().file.openCount > 0 && id >= 0 && id <= S().file.count &&
+                 FileIO_HoldsLock(S().file.handle, fixed::RecordPos(kSize, id), kSize) != 0
              ? 1
              : 0;
 }
@@ -132,7 +139,7 @@ int32_t holds_lock(int32_t id) {
 static int32_t block_bytes(int32_t handle, int32_t first, int32_t count, bool write) {
   int64_t bytes = static_cast<int64_t>(count) * kSize;
   if (first < 0 || count <= 0 || bytes > INT32_MAX) return 0;
-  return fixed::RecordsWithin(handle, kSize, g_file.count, first, write ? count : 1) ? static_cast<int32_t>(bytes)
+  return fixed::RecordsWithin(handle, kSize, S().file.count, first, write ? count : 1) ? static_cast<int32_t>(bytes)
                                                                                      : 0;
 }
 
@@ -159,10 +166,10 @@ int32_t free_id() {
   if (read(0, &r) != 1) return 0;
   int32_t wraps = 0;
   for (int64_t candidate = static_cast<int64_t>(r.price1First) + 1;; ++candidate) {
-    if (candidate >= g_file.count || candidate < 1) {
+    if (candidate >= S().file.count || candidate < 1) {
       if (++wraps == 2) return 0;
       candidate = DATABASE_FIRST_ID_AFTER_WRAP;
-      if (candidate >= g_file.count) return 0;
+      if (candidate >= S().file.count) return 0;
     }
     if (read(static_cast<int32_t>(candidate), &r) != 1) return 0;
     if ((r.flags & DATABASE_FLAG_BENUTZT) == 0 && r.price1First == 0) return static_cast<int32_t>(candidate);
@@ -216,7 +223,7 @@ int32_t new_item(const void* record) {
 }
 
 int32_t new_item_with_id(int32_t id, const void* record) {
-  if (id <= 0 || id > g_file.count || record == nullptr) return 0;
+  if (id <= 0 || id > S().file.count || record == nullptr) return 0;
   Einzelteil r;
   std::memcpy(&r, record, sizeof r);
   if (open() == kInvalidHandle) return 0;
@@ -234,11 +241,9 @@ int32_t new_item_with_id(int32_t id, const void* record) {
 // let go as well (the neighbour's holder may be waiting for it) and the
 // delete starts again from a fresh read.
 int32_t delete_item(int32_t id) {
-  if (id < 1 || id >= g_file.count || open() == kInvalidHandle) return 0;
+  if (id < 1 || id >= S().file.count) return 0;
   int32_t result = 0;
-  Patience patience;
-  for (;;) {
-    if (lock(id) != 1) break;
+  RetryWhileBusy(id, [&] {
     ChainResult chains = ChainResult::kFailed;
     Einzelteil r;
     if (read(id, &r) == 1) {
@@ -248,15 +253,13 @@ int32_t delete_item(int32_t id) {
         result = write(id, &r);
       }
     }
-    unlock(id);
-    if (chains != ChainResult::kBusy || !patience.pause()) break;
-  }
-  close();
+    return chains == ChainResult::kBusy;
+  });
   if (result == 1) {
     // The EAN entry and the extras belong to the slot; the next item that
     // takes it must not inherit them.
-    EANTEILE_Loesche_EAN_Einzelteil(id);
-    TeileZusatz_Loesche(id);
+    eanteile::remove(id);
+    teilezusatz::remove(id);
   }
   return result;
 }
@@ -269,7 +272,7 @@ int32_t item_vat(int32_t id) {
 int32_t article_vat(int32_t id) {
   Einzelteil r;
   ArtikelRecord a;
-  if (lese(id, &r) != 1 || ARTLIB_LeseArtikel(r.article, &a) != 1) return -1;
+  if (lese(id, &r) != 1 || artlib::lese(r.article, &a) != 1) return -1;
   return a.vatCode;
 }
 

@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "kvdata/database.h"
+#include "services/fileio.h"
 
 namespace kv::database {
 
@@ -56,12 +57,31 @@ class Patience {
  public:
   Patience();
   // false once the time-out has passed; otherwise sleeps a little.
-  bool pause();
+  [[nodiscard]] bool pause();
 
  private:
   int64_t deadline_;
   uint32_t seed_;
 };
+// The frame of a change of one item while other stations work: opens the
+// file, takes the item's lock and runs attempt(), which reads the item afresh
+// and writes it or not; when attempt() returns true (a neighbour was busy,
+// nothing written) the lock is let go too (the neighbour's holder may be
+// waiting for it) and, after a pause, everything runs again, for as long as
+// the lock time-out. Nothing runs when the file does not open or the item's
+// lock is refused.
+template <typename Attempt>
+void RetryWhileBusy(int32_t id, Attempt attempt) {
+  if (open() == kInvalidHandle) return;
+  Patience patience;
+  for (;;) {
+    if (lock(id) != 1) break;
+    const bool busy = attempt();
+    unlock(id);
+    if (!busy || !patience.pause()) break;
+  }
+  close();
+}
 // One attempt each; the caller holds item id's lock and writes r after
 // kDone or kIncomplete. The move takes the item out of its customer's chain
 // and appends it to `customer`'s (0: none; a customer whose record cannot be

@@ -13,6 +13,7 @@
 #include <cstring>
 
 #include "article/database.h"
+#include "article/artlib.h"
 #include "kvdata/artlib.h"
 #include "services/fileio.h"
 #include "services/texdefs.h"
@@ -38,25 +39,18 @@ Verdict verdict(ChainResult c) {
   return c == ChainResult::kFailed ? Verdict::kFail : Verdict::kWrite;
 }
 
-// The common frame. change(record) says whether the record is written.
-// When it finds a record of another item busy (a chain neighbour), the
-// item's lock is let go too and the change starts again from a fresh read,
-// for as long as the lock time-out.
+// The common frame. change(record) says whether the record is written, or
+// that a chain neighbour was busy (then the change starts again).
 template <typename Change>
 int32_t update_locked(int32_t id, Change change) {
-  if (open() == kInvalidHandle) return 0;
   int32_t result = 0;
-  Patience patience;
-  for (;;) {
-    if (lock(id) != 1) break;
+  RetryWhileBusy(id, [&] {
     Verdict v = Verdict::kRefuse;
     Einzelteil r;
     if (read(id, &r) == 1 && has(r, DATABASE_FLAG_BENUTZT)) v = verdict(change(r));
     if (v == Verdict::kWrite) result = write(id, &r);
-    unlock(id);
-    if (v != Verdict::kBusy || !patience.pause()) break;
-  }
-  close();
+    return v == Verdict::kBusy;
+  });
   return result;
 }
 
@@ -229,18 +223,24 @@ int32_t change_value(const int32_t* request) {
   });
 }
 
+// The three price pairs an item takes over from its article.
+struct PriceField {
+  int32_t Einzelteil::*item;
+  int32_t ArtikelRecord::*article;
+};
+constexpr PriceField kPrices[] = {
+    {&Einzelteil::price1First, &ArtikelRecord::price1First}, {&Einzelteil::price1Second, &ArtikelRecord::price1Second},
+    {&Einzelteil::price2First, &ArtikelRecord::price2First}, {&Einzelteil::price2Second, &ArtikelRecord::price2Second},
+    {&Einzelteil::price3First, &ArtikelRecord::price3First}, {&Einzelteil::price3Second, &ArtikelRecord::price3Second},
+};
+
 int32_t adopt_prices(int32_t id) {
   if (open() == kInvalidHandle) return 0;
   int32_t result = 0;
   Einzelteil r;
   ArtikelRecord a;
-  if (read(id, &r) == 1 && ARTLIB_LeseArtikel(r.article, &a) == 1) {
-    r.price1First = a.price1First;
-    r.price1Second = a.price1Second;
-    r.price2First = a.price2First;
-    r.price2Second = a.price2Second;
-    r.price3First = a.price3First;
-    r.price3Second = a.price3Second;
+  if (read(id, &r) == 1 && artlib::lese(r.article, &a) == 1) {
+    for (const PriceField& p : kPrices) r.*p.item = a.*p.article;
     result = write(id, &r);
   }
   close();
@@ -254,7 +254,7 @@ uint16_t adopt_vat(int32_t id) {
   ArtikelRecord a;
   if (read(id, &r) == 1) {
     result = r.vatCode;
-    if (ARTLIB_LeseArtikel(r.article, &a) == 1) {
+    if (artlib::lese(r.article, &a) == 1) {
       r.vatCode = a.vatCode;
       if (write(id, &r) == 1) result = r.vatCode;
     }

@@ -268,7 +268,7 @@ DbaFile* AddToRef(DbaFile* f, int32_t item, int32_t delta) {
   // written: that would extend the file with a made-up head.
   if (ReadItemHead(f, item, &head)) {
     head.state += delta;
-    WriteItemHead(f, item, head);
+    (void)WriteItemHead(f, item, head);  // DBA_IncREF / DecREF report nothing
   }
   return Close(f);
 }
@@ -404,23 +404,23 @@ int32_t UsedItems(DbaFile* f) {
   return ReadHeaderOf(f, &h) ? h.usedCount : 0;
 }
 
+// Sets the open file's position to item n for a transfer of length bytes
+// (which may run on into the following items); false when the transfer
+// would leave the format's bytes or the file is not open.
+static bool SeekForData(DbaFile* f, int32_t item, const void* buffer, int32_t length) {
+  if (buffer == nullptr || length < 1) return false;
+  const int64_t pos = ItemPosition(f, item);
+  return pos > 0 && WithinFormat(f, pos, length) && f->handle != kInvalidHandle &&
+         FileIO_SetPos(f->handle, pos) == pos;
+}
+
 int32_t GetData(DbaFile* f, int32_t item, void* buffer, int32_t length) {
-  if (buffer == nullptr || length < 1) return 0;
-  int64_t pos = ItemPosition(f, item);
-  if (pos <= 0 || !WithinFormat(f, pos, length) || f->handle == kInvalidHandle ||
-      FileIO_SetPos(f->handle, pos) != pos) {
-    return 0;
-  }
+  if (!SeekForData(f, item, buffer, length)) return 0;
   return FileIO_Read(f->handle, buffer, length) == length ? 1 : 0;
 }
 
 int32_t SetData(DbaFile* f, int32_t item, const void* buffer, int32_t length) {
-  if (buffer == nullptr || length < 1) return 0;
-  int64_t pos = ItemPosition(f, item);
-  if (pos <= 0 || !WithinFormat(f, pos, length) || f->handle == kInvalidHandle ||
-      FileIO_SetPos(f->handle, pos) != pos) {
-    return 0;
-  }
+  if (!SeekForData(f, item, buffer, length)) return 0;
   return FileIO_Write(f->handle, buffer, length) == length ? 1 : 0;
 }
 
@@ -527,7 +527,7 @@ bool FreeItem(DbaFile* f, int32_t item, const void* image) {
           if (image != nullptr) {
             SetData(f, item, before.data(), f->recordSize);
           } else {
-            WriteItemHead(f, item, head);
+            (void)WriteItemHead(f, item, head);
           }
         }
       }
@@ -538,7 +538,7 @@ bool FreeItem(DbaFile* f, int32_t item, const void* image) {
   return freed;
 }
 
-void DeleteItem(DbaFile* f, int32_t item) { FreeItem(f, item, nullptr); }
+void DeleteItem(DbaFile* f, int32_t item) { (void)FreeItem(f, item, nullptr); }  // reports nothing
 
 int32_t ValidItem(DbaFile* f, int32_t item) {
   if (!Usable(f) || item < 1 || item > DBA_MAX_SLOTS || !Open(f)) return 0;

@@ -43,7 +43,7 @@ void DeleteItem(DbaFile* f, int32_t item);
 // the head is written. Like DBA_DeleteITEM it does not look at the item's
 // state: a caller that may meet an item already free tests that first, under
 // the item's lock (held through the same descriptor, the free runs under it).
-bool FreeItem(DbaFile* f, int32_t item, const void* image);
+[[nodiscard]] bool FreeItem(DbaFile* f, int32_t item, const void* image);
 // Reads / writes length bytes at `offset` inside item n of the open file
 // (no lock); 1 if exactly length bytes moved. For families that change a
 // few fields of a record in one write.
@@ -75,19 +75,19 @@ constexpr int32_t kMaxIdCapacity = 1 << 24;
 
 // True when the descriptor can address items: not null, record size from an
 // item head up to DBA_MAX_RECORD_SIZE, a sane capacity and a terminated path.
-bool Usable(const DbaFile* f);
+[[nodiscard]] bool Usable(const DbaFile* f);
 // Byte position of item n (n*R + 40 + 8*C), -1 when n is outside
 // 1..DBA_MAX_SLOTS or f unusable.
 int64_t ItemPosition(const DbaFile* f, int32_t item);
 // One past the last byte the format allows: the end of item DBA_MAX_SLOTS.
 int64_t FormatEnd(const DbaFile* f);
 // True when [position, position + length) lies within the format's bytes.
-bool WithinFormat(const DbaFile* f, int64_t position, int64_t length);
+[[nodiscard]] bool WithinFormat(const DbaFile* f, int64_t position, int64_t length);
 // True when every count of the header lies in its valid range.
-bool HeaderSane(const DbaHeader& h);
+[[nodiscard]] bool HeaderSane(const DbaHeader& h);
 // Reads item n's 8-byte head on the open file.
-bool ReadItemHead(DbaFile* f, int32_t item, DbaItemHead* head);
-bool WriteItemHead(DbaFile* f, int32_t item, const DbaItemHead& head);
+[[nodiscard]] bool ReadItemHead(DbaFile* f, int32_t item, DbaItemHead* head);
+[[nodiscard]] bool WriteItemHead(DbaFile* f, int32_t item, const DbaItemHead& head);
 // Reads up to count consecutive items from `first` on the open file in one
 // transfer into buffer (count * record size bytes); the number of items that
 // came whole (fewer at the end of the file).
@@ -111,8 +111,8 @@ class HeldRange {
   ~HeldRange() { Release(); }
   HeldRange(const HeldRange&) = delete;
   HeldRange& operator=(const HeldRange&) = delete;
-  bool ok() const { return ok_; }
-  bool taken() const { return taken_; }
+  [[nodiscard]] bool ok() const { return ok_; }
+  [[nodiscard]] bool taken() const { return taken_; }
   void Release() {
     if (taken_) FileIO_Unlock(h_, position_, length_);
     taken_ = false;

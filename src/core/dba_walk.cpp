@@ -23,10 +23,11 @@
 #include <vector>
 
 #include "core/dba_file.h"
-#include "core/dba_progress.h"
 #include "services/action.h"
 #include "services/fileio.h"
+#include "services/le_fields.h"
 #include "services/platform.h"
+#include "services/progress.h"
 
 namespace kv::dba {
 
@@ -57,25 +58,20 @@ int32_t WriteTable(DbaFile* f, bool tableB, int32_t index, int32_t value) {
   return FileIO_Write(f->handle, &value, 4) == 4 ? 1 : 0;
 }
 
-// Progress of one walk, shown every k-th item on a host progress display.
-class WalkProgress {
- public:
-  explicit WalkProgress(int32_t total) : step_(ProgressStep(total)) {
-    dlg_ = Action_OpenDlg(nullptr, 0);
-    Action_ProgressStart(dlg_, 1, total);
+// Puts the walk state at the start: cursor 1, nothing delivered, and as
+// many items to deliver as the header counts in use (none when the header
+// cannot be read; false then).
+bool StartWalk(DbaFile* f) {
+  f->cursor = 1;
+  f->delivered = 0;
+  DbaHeader h;
+  if (FileIO_SetPos(f->handle, 0) != 0 || FileIO_Read(f->handle, &h, sizeof h) != sizeof h) {
+    f->walkLimit = 0;
+    return false;
   }
-  ~WalkProgress() {
-    Action_ProgressEnd(dlg_);
-    Action_CloseDlg(dlg_);
-  }
-  void Item() {
-    if (++done_ % step_ == 0) Action_ProgressTo(dlg_, done_);
-  }
-
- private:
-  int32_t step_, done_ = 0;
-  ActionDlg dlg_;
-};
+  f->walkLimit = h.usedCount;
+  return true;
+}
 
 enum class Mode { Each, ReadWrite, Deleting, ExternIds, ExternIdsReadWrite };
 
@@ -90,17 +86,7 @@ class ReadAhead {
 
   // As FirstItem / NextItem; *externId gets table A's entry of the item when
   // the walk reads table entries.
-  int32_t First(void* buffer, int32_t* externId) {
-    f_->cursor = 1;
-    f_->delivered = 0;
-    DbaHeader h;
-    if (FileIO_SetPos(f_->handle, 0) != 0 || FileIO_Read(f_->handle, &h, sizeof h) != sizeof h) {
-      f_->walkLimit = 0;
-      return 0;
-    }
-    f_->walkLimit = h.usedCount;
-    return Next(buffer, externId);
-  }
+  int32_t First(void* buffer, int32_t* externId) { return StartWalk(f_) ? Next(buffer, externId) : 0; }
 
   int32_t Next(void* buffer, int32_t* externId) {
     while (f_->delivered < f_->walkLimit && f_->cursor >= 1) {
@@ -122,7 +108,7 @@ class ReadAhead {
       if (head.state == -1) continue;
       std::memcpy(buffer, item, static_cast<size_t>(f_->recordSize));
       ++f_->delivered;
-      if (tableEntries_) std::memcpy(externId, table_.data() + int64_t{n - first_} * 4, 4);
+      if (tableEntries_) *externId = le::GetI32(table_.data(), static_cast<size_t>(n - first_) * 4);
       return n;
     }
     return 0;
@@ -169,9 +155,9 @@ DbaFile* WalkReadOnly(DbaFile* f, DbaItemCallback cb, bool externIds, unsigned c
   ReadAhead ahead(f, externIds);
   int32_t ext = 0;
   int32_t n = ahead.First(buffer, &ext);
-  WalkProgress progress(f->walkLimit);
+  Progress progress(nullptr, f->walkLimit);
   for (; n != 0; n = ahead.Next(buffer, &ext)) {
-    progress.Item();
+    progress.Step();
     if (!externIds) {
       cb(n, buffer);
     } else if (ext != 0) {
@@ -192,9 +178,9 @@ DbaFile* Walk(DbaFile* f, DbaItemCallback cb, Mode mode) {
     return WalkReadOnly(f, cb, mode == Mode::ExternIds, buffer.data());
   }
   int32_t n = FirstItem(f, buffer.data());
-  WalkProgress progress(f->walkLimit);
+  Progress progress(nullptr, f->walkLimit);
   for (; n != 0; n = NextItem(f, buffer.data())) {
-    progress.Item();
+    progress.Step();
     int32_t r;
     switch (mode) {
       case Mode::Each:
@@ -228,15 +214,7 @@ DbaFile* Walk(DbaFile* f, DbaItemCallback cb, Mode mode) {
 
 int32_t FirstItem(DbaFile* f, void* buffer) {
   if (!Usable(f) || buffer == nullptr || f->handle == kInvalidHandle) return 0;
-  f->cursor = 1;
-  f->delivered = 0;
-  DbaHeader h;
-  if (FileIO_SetPos(f->handle, 0) != 0 || FileIO_Read(f->handle, &h, sizeof h) != sizeof h) {
-    f->walkLimit = 0;
-    return 0;
-  }
-  f->walkLimit = h.usedCount;
-  return NextItem(f, buffer);
+  return StartWalk(f) ? NextItem(f, buffer) : 0;
 }
 
 int32_t NextItem(DbaFile* f, void* buffer) {
@@ -291,38 +269,36 @@ DbaFile* Reorganise(DbaFile* f) {
   h.freeHead = 0;
   h.usedCount = 0;
   h.slotCount = 0;
-  ActionDlg dlg = Action_OpenDlg(nullptr, 0);
-  Action_ProgressStart(dlg, 1, end - 1);
-  const int32_t step = ProgressStep(end - 1);
-  // Downwards, so that the rebuilt chain runs in ascending item order. The
-  // slot count becomes the highest used item; free slots above it stay in
-  // the chain, and the next append starts after the slot count again. The
-  // heads are read a block of items at a time; a block that comes back
-  // short (a range another program holds locked) is read item by item.
-  const int32_t perBlock = ItemsPerBlock(f);
-  std::vector<unsigned char> block(static_cast<size_t>(perBlock) * static_cast<size_t>(f->recordSize));
-  for (int32_t hi = end - 1; hi >= 1;) {
-    const int32_t lo = std::max(1, hi - perBlock + 1);
-    const bool whole = ReadItems(f, lo, block.data(), hi - lo + 1) == hi - lo + 1;
-    for (int32_t n = hi; n >= lo; --n) {
-      if ((end - n) % step == 0) Action_ProgressTo(dlg, end - n);
-      if (whole) {
-        std::memcpy(&head, block.data() + int64_t{n - lo} * f->recordSize, sizeof head);
-      } else if (!ReadItemHead(f, n, &head)) {
-        continue;
+  {  // the display closes before the header is written
+    Progress progress(nullptr, end - 1);
+    // Downwards, so that the rebuilt chain runs in ascending item order. The
+    // slot count becomes the highest used item; free slots above it stay in
+    // the chain, and the next append starts after the slot count again. The
+    // heads are read a block of items at a time; a block that comes back
+    // short (a range another program holds locked) is read item by item.
+    const int32_t perBlock = ItemsPerBlock(f);
+    std::vector<unsigned char> block(static_cast<size_t>(perBlock) * static_cast<size_t>(f->recordSize));
+    for (int32_t hi = end - 1; hi >= 1;) {
+      const int32_t lo = std::max(1, hi - perBlock + 1);
+      const bool whole = ReadItems(f, lo, block.data(), hi - lo + 1) == hi - lo + 1;
+      for (int32_t n = hi; n >= lo; --n) {
+        progress.At(end - n, end - n);
+        if (whole) {
+          std::memcpy(&head, block.data() + int64_t{n - lo} * f->recordSize, sizeof head);
+        } else if (!ReadItemHead(f, n, &head)) {
+          continue;
+        }
+        if (head.state < 1) {
+          (void)WriteItemHead(f, n, DbaItemHead{-1, h.freeHead});  // as the engine always did
+          h.freeHead = n;
+        } else {
+          ++h.usedCount;
+          if (n > h.slotCount) h.slotCount = n;
+        }
       }
-      if (head.state < 1) {
-        WriteItemHead(f, n, DbaItemHead{-1, h.freeHead});
-        h.freeHead = n;
-      } else {
-        ++h.usedCount;
-        if (n > h.slotCount) h.slotCount = n;
-      }
+      hi = lo - 1;
     }
-    hi = lo - 1;
   }
-  Action_ProgressEnd(dlg);
-  Action_CloseDlg(dlg);
   if (FileIO_SetPos(f->handle, 0) == 0) FileIO_Write(f->handle, &h, sizeof h);
   return Close(f);
 }

@@ -10,6 +10,7 @@
 #include "core/locklog.h"
 #include "services/name_resolve.h"
 #include "services/platform.h"
+#include "services/process_state.h"
 
 namespace kv::lockdb {
 
@@ -30,23 +31,14 @@ struct State {
   std::atomic<bool> logEnabled{true};
 };
 
-State& S() {
-  static State state;
-  return state;
-}
+State& S() { return FamilyState<State>(); }
 
 // Serialises the byte locks of the threads of this process.
-Mutex& CriticalSection() {
-  static Mutex m;
-  return m;
-}
+Mutex& CriticalSection() { return ProcessMutex<struct LockDbByteLocks>(); }
 
 // Guards the station's IP and user text: a host may set them on one thread
 // while another writes a log line that quotes them.
-Mutex& StationMutex() {
-  static Mutex m;
-  return m;
-}
+Mutex& StationMutex() { return ProcessMutex<struct LockDbStation>(); }
 
 // Copies text into a fixed buffer of `size` bytes, cutting what does not fit.
 void StoreText(char* target, size_t size, const char* text) {
@@ -73,10 +65,7 @@ struct Sighting {
   int64_t stamp = -1;
   int64_t firstSeenMs = 0;
 };
-Mutex& SightingsMutex() {
-  static Mutex m;
-  return m;
-}
+Mutex& SightingsMutex() { return ProcessMutex<struct LockFileSightings>(); }
 std::map<std::string, Sighting>& Sightings() {
   static std::map<std::string, Sighting> table;
   return table;
@@ -275,7 +264,7 @@ void LogEvent(const char* ip, const char* user, const char* function, int32_t w1
   std::string line = locklog::FormatLine(LocalTimeNow(), w1, w2, w3, stationIp, stationUser,
                                          function != nullptr ? function : "");
   if (!FileIO_Exist(s.logPath)) FileIO_ResolveNameCase(s.logPath);  // before creating it
-  locklog::AppendLine(s.logPath, line);
+  (void)locklog::AppendLine(s.logPath, line);  // a line that cannot be written is dropped
   FileIO_Close(lock);  // deletes kvlogfile.lok
 }
 

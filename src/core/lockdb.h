@@ -51,7 +51,7 @@ void Exit();
 // Inspection, for the tool and the tests.
 int32_t OpenCount();
 FileHandle LockDbHandle();
-bool BlockingEnabled();
+[[nodiscard]] bool BlockingEnabled();
 // Full path of a file of the data directory ("" before Init).
 std::string DataFile(const char* name);
 // Path of the lock file of function `name`; "" when it does not fit or the

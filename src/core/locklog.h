@@ -21,7 +21,7 @@ std::string FormatLine(const LocalTime& t, int32_t w1, int32_t w2, int32_t w3, c
 FileHandle AcquireLogLock(const char* lockPath);
 
 // Appends `line` to the log in a single write; true when all of it was written.
-bool AppendLine(const char* logPath, const std::string& line);
+[[nodiscard]] bool AppendLine(const char* logPath, const std::string& line);
 
 }  // namespace kv::locklog
 

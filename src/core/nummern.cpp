@@ -11,11 +11,13 @@
 #include "kvdata/kvhost.h"
 #include "services/cause.h"
 #include "services/fileio.h"
+#include "services/le_fields.h"
 #include "services/hostui.h"
 #include "services/name_resolve.h"
 #include "services/platform.h"
 #include "services/storage.h"
 #include "services/strings.h"
+#include "services/process_state.h"
 
 namespace kv::nummern {
 
@@ -39,21 +41,15 @@ const char* const kNames[kNamedCounters + 1] = {
     nullptr,
 };
 
-char g_path[kMaxPath] = "";
+// Family state, one thread at a time (services/process_state.h).
+auto& NumbersFile() { return FamilyState<char[kMaxPath], struct NumberRangePath>(); }
 
 bool ValidIndex(int32_t index) { return index >= 0 && index < kCounterCount; }
 
-int32_t GetCounter(const unsigned char* image, int32_t index) {
-  const unsigned char* p = image + 4 * index;
-  return static_cast<int32_t>(static_cast<uint32_t>(p[0]) | static_cast<uint32_t>(p[1]) << 8 |
-                              static_cast<uint32_t>(p[2]) << 16 |
-                              static_cast<uint32_t>(p[3]) << 24);
-}
+int32_t GetCounter(const unsigned char* image, int32_t index) { return le::GetI32(image, 4 * static_cast<size_t>(index)); }
 
 void PutCounter(unsigned char* image, int32_t index, int32_t value) {
-  unsigned char* p = image + 4 * index;
-  uint32_t v = static_cast<uint32_t>(value);
-  for (int i = 0; i < 4; ++i) p[i] = static_cast<unsigned char>(v >> (8 * i));
+  le::PutI32(image, 4 * static_cast<size_t>(index), value);
 }
 
 // Reads the whole file image over the cleared buffer; a short file leaves
@@ -93,8 +89,8 @@ void AdoptModuleDirectoryFile() {
   if (n + std::strlen(kFileName) >= static_cast<size_t>(kMaxPath)) return;
   std::memcpy(moduleFile + n, kFileName, std::strlen(kFileName) + 1);
   FileIO_ResolveNameCase(moduleFile);
-  if (FileIO_Exist(g_path) || !FileIO_Exist(moduleFile) || SamePath(moduleFile, g_path)) return;
-  if (FileIO_CopyFile(moduleFile, g_path, 0)) FileIO_DeleteFile(moduleFile);
+  if (FileIO_Exist(NumbersFile()) || !FileIO_Exist(moduleFile) || SamePath(moduleFile, NumbersFile())) return;
+  if (FileIO_CopyFile(moduleFile, NumbersFile(), 0)) FileIO_DeleteFile(moduleFile);
 }
 
 }  // namespace
@@ -103,14 +99,14 @@ const char* CounterName(int32_t index) {
   return index >= 0 && index < kNamedCounters ? kNames[index] : nullptr;
 }
 
-const char* FilePath() { return g_path; }
+const char* FilePath() { return NumbersFile(); }
 
 void Init(const char* path) {
   if (path == nullptr) return;
   char directory[kMaxPath];
   if (!DataDirectoryOf(path, directory)) return;
   std::string file = ResolvedFileIn(directory, kFileName);
-  if (!CopyPath(g_path, file.c_str())) return;
+  if (!CopyPath(NumbersFile(), file.c_str())) return;
   AdoptModuleDirectoryFile();
 }
 
@@ -123,7 +119,7 @@ int32_t ReadCounter(int32_t* value, int32_t index) {
   }
   auto* image = static_cast<unsigned char*>(buffer.get());
   std::memset(image, 0, kFileSize);
-  FileHandle h = FileIO_OpenRWS(g_path);
+  FileHandle h = FileIO_OpenRWS(NumbersFile());
   if (h == kInvalidHandle) {
     *value = 0;
     FatalError(kStrFileErrorNummern);
@@ -135,27 +131,27 @@ int32_t ReadCounter(int32_t* value, int32_t index) {
 }
 
 int32_t WriteCounter(int32_t value, int32_t index) {
-  if (!ValidIndex(index) || g_path[0] == '\0') {
-    return Refuse(g_path[0] ? "counter outside 0..199" : "number-range file not set up (Nummern_Init)");
+  if (!ValidIndex(index) || NumbersFile()[0] == '\0') {
+    return Refuse(NumbersFile()[0] ? "counter outside 0..199" : "number-range file not set up (Nummern_Init)");
   }
   StorageBlock buffer(kFileSize);
   if (!buffer) return 0;
   auto* image = static_cast<unsigned char*>(buffer.get());
   std::memset(image, 0, kFileSize);
-  FileHandle h = FileIO_OpenRWS(g_path);
+  FileHandle h = FileIO_OpenRWS(NumbersFile());
   // The question reads "create anew? ... or search again? (J/N)", yet Yes
   // searches again and No creates: users know it this way round.
   while (h == kInvalidHandle && UserWantsToSearchAgain()) {
-    FileIO_ResolveNameCase(g_path);  // it may have come back under another case
-    h = FileIO_OpenRWS(g_path);
+    FileIO_ResolveNameCase(NumbersFile());  // it may have come back under another case
+    h = FileIO_OpenRWS(NumbersFile());
   }
   if (h == kInvalidHandle) {
-    FileIO_ResolveNameCase(g_path);  // never a second file beside one spelled otherwise
-    h = FileIO_OpenRWS(g_path);
+    FileIO_ResolveNameCase(NumbersFile());  // never a second file beside one spelled otherwise
+    h = FileIO_OpenRWS(NumbersFile());
   }
   if (h == kInvalidHandle) {
     // A new file holds this counter only; every other one starts at 0.
-    h = FileIO_CreateRWS(g_path);
+    h = FileIO_CreateRWS(NumbersFile());
     if (h == kInvalidHandle) return 0;
   } else {
     ReadImage(h, image);
@@ -170,7 +166,7 @@ int32_t WriteCounter(int32_t value, int32_t index) {
 bool UpdateCounters(int32_t first, int32_t count, const std::function<bool(int32_t* values)>& next) {
   if (count < 1 || count > kCounterCount || !ValidIndex(first) || !ValidIndex(first + count - 1) || !next)
     return false;
-  FileHandle h = FileIO_OpenRWS(g_path);
+  FileHandle h = FileIO_OpenRWS(NumbersFile());
   if (h == kInvalidHandle) FatalError(kStrFileErrorNummern);
   const int64_t position = int64_t{4} * first;
   const int32_t length = 4 * count;

@@ -32,12 +32,12 @@ int32_t WriteCounter(int32_t value, int32_t index);
 // (on Windows the locked bytes are unreadable to them for that moment).
 // A missing file ends the process, as ReadCounter does. false, with nothing
 // written, when the lock is refused, a read fails or `next` returns false.
-bool UpdateCounters(int32_t first, int32_t count, const std::function<bool(int32_t* values)>& next);
+[[nodiscard]] bool UpdateCounters(int32_t first, int32_t count, const std::function<bool(int32_t* values)>& next);
 
 // Reads every counter of the number-range file at `path` without asking or
 // ending anything: false when it cannot be opened. A short file reads as
 // zeros beyond its end.
-bool ReadAll(const char* path, std::array<int32_t, kCounterCount>& counters);
+[[nodiscard]] bool ReadAll(const char* path, std::array<int32_t, kCounterCount>& counters);
 
 }  // namespace kv::nummern
 

@@ -42,7 +42,7 @@ constexpr Format kFormat550{3980, 550};
 void Init(int32_t flag, const char* path);
 int32_t InitWithArchive(int32_t flag, const char* path, const char* archiveRoot);
 int32_t SwitchArchivePath();
-bool InArchive();
+[[nodiscard]] bool InArchive();
 int32_t InitFlag();
 const char* OrderDirectory();
 const char* ArchiveDirectory();
@@ -54,8 +54,13 @@ char* CreateFileName(int32_t number, char* out, int32_t withDirectory);
 FileHandle Open(int32_t number);
 // The path of order `number` as it lies on disk (the documented one when no
 // file is spelled otherwise); true when that file exists.
-bool ExistingFile(int32_t number, char* path);
+[[nodiscard]] bool ExistingFile(int32_t number, char* path);
 int32_t ReadHeader(FileHandle h, void* header, const Format& f);
+// ReadHeader on a handle opened for this one read, which it closes; the
+// buffer is all zero unless the whole header came (a cut file gives no
+// header: the caller never sees half of one). An invalid handle reads
+// nothing.
+int32_t ReadHeaderAndClose(FileHandle h, void* header, const Format& f);
 int32_t WriteHeader(FileHandle h, void* header, bool stamp, const Format& f);
 int32_t ReadPosition(FileHandle h, int32_t p, int32_t reference, void* position, const Format& f);
 int32_t WritePosition(FileHandle h, int32_t p, int32_t reference, void* position, bool stamp,

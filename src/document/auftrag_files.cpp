@@ -7,8 +7,10 @@
 #include "document/auftrag.h"
 #include "document/doc_files.h"
 #include "services/cause.h"
+#include "services/le_fields.h"
 #include "services/name_resolve.h"
 #include "services/platform.h"
+#include "services/process_state.h"
 #include "services/storage.h"
 
 namespace kv::auftrag {
@@ -17,25 +19,20 @@ namespace {
 
 // One order directory and one archive directory for the whole process; the
 // switch swaps them so that every operation works on the archive instead.
-char g_orderDir[kMaxPath] = ".\\AUFTRAG\\";
-char g_archiveDir[kMaxPath] = "";
-bool g_inArchive = false;
-int32_t g_initFlag = 0;
+// Family state, one thread at a time (services/process_state.h).
+struct State {
+  char orderDir[kMaxPath] = ".\\AUFTRAG\\";
+  char archiveDir[kMaxPath] = "";
+  bool inArchive = false;
+  int32_t initFlag = 0;
+};
+State& S() { return FamilyState<State>(); }
 
-void PutU32(void* block, int32_t offset, uint32_t value) {
-  std::memcpy(static_cast<unsigned char*>(block) + offset, &value, 4);
-}
-
-int32_t GetI32(const void* block, int32_t offset) {
-  int32_t v;
-  std::memcpy(&v, static_cast<const unsigned char*>(block) + offset, 4);
-  return v;
-}
+using le::GetI32;
+using le::PutU32;
 
 bool FirstWordSet(const void* position) {
-  uint16_t w;
-  std::memcpy(&w, position, 2);
-  return w != 0;
+  return le::GetU16(position, 0) != 0;
 }
 
 int64_t BlockOffset(int32_t p, int32_t reference, const Format& f) {
@@ -77,11 +74,11 @@ int32_t WritePair(FileHandle h, int32_t p, void* position, const Format& f) {
 FileHandle OpenOrder(int32_t number, bool create) {
   char name[32], path[kMaxPath];
   CreateFileName(number, name, 0);
-  if (!doc::JoinPath(g_orderDir, name, path)) return kInvalidHandle;
+  if (!doc::JoinPath(S().orderDir, name, path)) return kInvalidHandle;
   FileHandle h = FileIO_OpenRWS(path);
   if (h != kInvalidHandle) return h;
   char other[kMaxPath];
-  if (doc::SpelledOtherwise(g_orderDir, name, other)) return FileIO_OpenRWS(other);
+  if (doc::SpelledOtherwise(S().orderDir, name, other)) return FileIO_OpenRWS(other);
   return create && !FileIO_Exist(path) ? FileIO_CreateRWS(path) : kInvalidHandle;
 }
 
@@ -92,32 +89,26 @@ FileHandle OpenOrCreate(int32_t number) { return OpenOrder(number, true); }
 // ---- directories and names -------------------------------------------------
 
 void Init(int32_t flag, const char* path) {
-  g_initFlag = flag;
-  doc::SetDirectoryFromPath(g_orderDir, path);
+  S().initFlag = flag;
+  doc::SetDirectoryFromPath(S().orderDir, path);
 }
 
 int32_t InitWithArchive(int32_t flag, const char* path, const char* archiveRoot) {
   Init(flag, path);
-  // Without a root the process works without an archive from now on.
-  g_archiveDir[0] = '\0';
-  g_inArchive = false;
-  if (archiveRoot == nullptr || archiveRoot[0] == '\0' || path == nullptr) return 0;
-  // The archive mirrors the order directory below the archive root.
-  if (!doc::ArchiveDirectory(doc::ArchiveRule::kOrders, archiveRoot, path, g_archiveDir)) return 0;
-  FileIO_ResolveNameCase(g_archiveDir);  // an archive spelled otherwise is still this one
-  return FileIO_MakeMultiPath(g_archiveDir);
+  S().inArchive = false;
+  return doc::SetUpArchive(doc::ArchiveRule::kOrders, archiveRoot, path, S().archiveDir);
 }
 
 int32_t SwitchArchivePath() {
-  if (!doc::SwapWithArchive(g_orderDir, g_archiveDir)) return 0;
-  g_inArchive = !g_inArchive;
+  if (!doc::SwapWithArchive(S().orderDir, S().archiveDir)) return 0;
+  S().inArchive = !S().inArchive;
   return 1;
 }
 
-bool InArchive() { return g_inArchive; }
-int32_t InitFlag() { return g_initFlag; }
-const char* OrderDirectory() { return g_orderDir; }
-const char* ArchiveDirectory() { return g_archiveDir; }
+bool InArchive() { return S().inArchive; }
+int32_t InitFlag() { return S().initFlag; }
+const char* OrderDirectory() { return S().orderDir; }
+const char* ArchiveDirectory() { return S().archiveDir; }
 
 char* CreateFileName(int32_t number, char* out, int32_t withDirectory) {
   if (out == nullptr) return nullptr;
@@ -130,7 +121,7 @@ char* CreateFileName(int32_t number, char* out, int32_t withDirectory) {
     std::snprintf(name, sizeof name, "AFT%010d.DAT", number);
   }
   if (withDirectory) {
-    doc::JoinPath(g_orderDir, name, out);
+    (void)doc::JoinPath(S().orderDir, name, out);
   } else {
     std::strcpy(out, name);
   }
@@ -144,7 +135,7 @@ FileHandle Open(int32_t number) { return OpenOrder(number, false); }
 bool ExistingFile(int32_t number, char* path) {
   char name[32];
   CreateFileName(number, name, 0);
-  if (!doc::PathOnDisk(g_orderDir, name, path)) return false;
+  if (!doc::PathOnDisk(S().orderDir, name, path)) return false;
   return FileIO_Exist(path) != 0;
 }
 
@@ -196,12 +187,14 @@ int32_t ReadAllPositions(FileHandle h, int32_t count, void* buffer) {
 
 int32_t ReadHeaderOf(int32_t number, void* header, const Format& f) {
   if (header == nullptr) return 0;
+  return ReadHeaderAndClose(Open(number), header, f);
+}
+
+int32_t ReadHeaderAndClose(FileHandle h, void* header, const Format& f) {
   std::memset(header, 0, static_cast<size_t>(f.blockSize));
-  FileHandle h = Open(number);
   if (h == kInvalidHandle) return 0;
   const int32_t ok = ReadHeader(h, header, f);
   FileIO_Close(h);
-  // A cut file gives no header: the caller never sees half of one.
   if (!ok) std::memset(header, 0, static_cast<size_t>(f.blockSize));
   return ok;
 }
@@ -285,8 +278,8 @@ int32_t DeletePosition(int32_t number, int32_t p) {
 int32_t DeleteOrder(int32_t number) {
   char name[32], path[kMaxPath];
   CreateFileName(number, name, 0);
-  if (!doc::JoinPath(g_orderDir, name, path)) return 1;
-  if (!FileIO_DeleteFile(path) && doc::SpelledOtherwise(g_orderDir, name, path)) {
+  if (!doc::JoinPath(S().orderDir, name, path)) return 1;
+  if (!FileIO_DeleteFile(path) && doc::SpelledOtherwise(S().orderDir, name, path)) {
     FileIO_DeleteFile(path);
   }
   return 1;
@@ -302,12 +295,12 @@ int32_t IsStillEmpty(int32_t number) {
 }
 
 int32_t MoveToArchive(int32_t number, bool toArchive) {
-  if (g_archiveDir[0] == '\0' || !FileIO_PathExist(g_archiveDir)) return 0;
+  if (S().archiveDir[0] == '\0' || !FileIO_PathExist(S().archiveDir)) return 0;
   char name[32];
   CreateFileName(number, name, 0);
   // The file keeps the name it has on disk, whatever its case.
-  return toArchive ? doc::MoveDocument(g_orderDir, g_archiveDir, name)
-                   : doc::MoveDocument(g_archiveDir, g_orderDir, name);
+  return toArchive ? doc::MoveDocument(S().orderDir, S().archiveDir, name)
+                   : doc::MoveDocument(S().archiveDir, S().orderDir, name);
 }
 
 // ---- positions ahead of *p -------------------------------------------------------

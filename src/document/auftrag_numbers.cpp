@@ -4,7 +4,6 @@
 // already taken (by files older than the counter, or written by hand).
 #include "core/nummern.h"
 #include "document/auftrag.h"
-#include "kvdata/nummern.h"
 #include "services/storage.h"
 
 namespace kv::auftrag {
@@ -35,13 +34,14 @@ int32_t NextFreeAfter(int32_t current) {
 // Only a look: the counter is read without a lock and not written.
 int32_t NextFreeNumber() {
   int32_t current = 0;
-  Nummern_NummernLesen(&current, kNumberRange);
+  nummern::ReadCounter(&current, kNumberRange);
   return NextFreeAfter(current);
 }
 
 int32_t NewNumber() {
   int32_t n = 0;
-  nummern::UpdateCounters(kNumberRange, 1, [&](int32_t* counter) {
+  // Refused, n stays 0: no number.
+  (void)nummern::UpdateCounters(kNumberRange, 1, [&](int32_t* counter) {
     n = NextFreeAfter(counter[0]);
     counter[0] = n;
     return true;

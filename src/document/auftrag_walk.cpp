@@ -75,27 +75,31 @@ bool IsAlready560(const char* path) {
   return known && version == kFormat560.version && size > 0 && size % kFormat560.blockSize == 0;
 }
 
+// Walks the order files under the documents' progress display; visit(file)
+// returns false to end the walk.
+template <typename Visit>
+void WalkOrderFiles(bool showProgress, Visit visit) {
+  const std::vector<OrderFile> files = ListOrderFiles();
+  Progress progress(nullptr, static_cast<int64_t>(files.size()), doc::DocumentProgress(showProgress));
+  for (const OrderFile& f : files) {
+    progress.Step();
+    if (!visit(f)) break;
+  }
+}
+
 // The header of the order file at path into a zeroed buffer; 0 (buffer
 // zeroed) when it does not open or is cut short.
 int32_t ReadHeaderAt(const char* path, void* header) {
-  std::memset(header, 0, static_cast<size_t>(kFormat560.blockSize));
-  FileHandle h = FileIO_OpenRWS(path);
-  if (h == kInvalidHandle) return 0;
-  const int32_t ok = ReadHeader(h, header, kFormat560);
-  FileIO_Close(h);
-  if (!ok) std::memset(header, 0, static_cast<size_t>(kFormat560.blockSize));
-  return ok;
+  return ReadHeaderAndClose(FileIO_OpenRWS(path), header, kFormat560);
 }
 
 int32_t ConvertAll550To560() {
   WaitCursor wait;
   doc::FinishInterruptedRewrites(OrderDirectory(), "AFT*.DATXX");
-  const std::vector<OrderFile> files = ListOrderFiles();
-  doc::Progress progress(true, static_cast<int32_t>(files.size()));
-  for (const OrderFile& f : files) {
+  WalkOrderFiles(true, [](const OrderFile& f) {
     if (!IsAlready560(f.path.c_str())) ConvertFile550To560(f.path.c_str());
-    progress.Step();
-  }
+    return true;
+  });
   return 1;
 }
 
@@ -120,7 +124,7 @@ std::vector<OrderFile> ListOrderFiles() {
 }
 
 void CountAndName(int32_t* count, char* path) {
-  if (path != nullptr) CopyPath(path, OrderDirectory());
+  if (path != nullptr) (void)CopyPath(path, OrderDirectory());
   if (count == nullptr) return;
   // Counted as the old program did: only the find-next calls count, so the
   // first match is not included. Callers compare against this number.
@@ -139,18 +143,15 @@ int32_t ForEachHeader(HeaderVisitor visit, void* context, HeaderFilter filter, i
   if (visit == nullptr) return 0;
   StorageBlock header(kFormat560.blockSize);
   if (!header) return 0;
-  const std::vector<OrderFile> files = ListOrderFiles();
-  doc::Progress progress(showProgress, static_cast<int32_t>(files.size()));
   int32_t visited = 0;
-  for (const OrderFile& f : files) {
-    progress.Step();
+  WalkOrderFiles(showProgress, [&](const OrderFile& f) {
     // Read from the file the walk found, as it is spelled: a lookup by
     // number would read the directory again for every file spelled otherwise.
-    if (!ReadHeaderAt(f.path.c_str(), header.get())) continue;
-    if (filter != nullptr && !filter(header.get(), supplier)) continue;
+    if (!ReadHeaderAt(f.path.c_str(), header.get())) return true;
+    if (filter != nullptr && !filter(header.get(), supplier)) return true;
     ++visited;
-    if (visit(f.number, header.get(), context) == 0) break;
-  }
+    return visit(f.number, header.get(), context) != 0;
+  });
   return visited;
 }
 
@@ -167,29 +168,26 @@ int32_t ForEachNumber(NumberVisitor visit, void* context) {
 int32_t ChangeEachHeader(HeaderVisitor visit, void* context, const Format& fmt) {
   StorageBlock header(fmt.blockSize);
   if (!header) return 0;
-  const std::vector<OrderFile> files = ListOrderFiles();
-  doc::Progress progress(true, static_cast<int32_t>(files.size()));
   int32_t written = 0;
-  for (const OrderFile& f : files) {
-    progress.Step();
+  WalkOrderFiles(true, [&](const OrderFile& f) {
     // A 550 header written into a 560 file would stamp it 550 and have the
     // next upgrade cut its blocks apart (a rerun after an interrupted upgrade).
-    if (fmt.version == kFormat550.version && IsAlready560(f.path.c_str())) continue;
+    if (fmt.version == kFormat550.version && IsAlready560(f.path.c_str())) return true;
     FileHandle h = FileIO_OpenRWS(f.path.c_str());
-    if (h == kInvalidHandle) continue;
+    if (h == kInvalidHandle) return true;
     std::memset(header.get(), 0, static_cast<size_t>(fmt.blockSize));
     // A header that cannot be read in full is left as it is: writing the
     // buffer back would put zeros over the bytes the file does have.
     if (!ReadHeader(h, header.get(), fmt)) {
       FileIO_Close(h);
-      continue;
+      return true;
     }
     // No visitor: rewrite every header as it stands.
     const int32_t action = visit != nullptr ? visit(f.number, header.get(), context) : 1;
     if (action == 1 && WriteHeader(h, header.get(), true, fmt)) ++written;
     FileIO_Close(h);
-    if (action < 0) break;
-  }
+    return action >= 0;
+  });
   return written;
 }
 

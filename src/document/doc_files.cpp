@@ -101,6 +101,14 @@ bool ArchiveDirectory(ArchiveRule rule, const char* root, const char* path, char
   return false;
 }
 
+int32_t SetUpArchive(ArchiveRule rule, const char* root, const char* path, char* archiveDir) {
+  archiveDir[0] = '\0';
+  if (root == nullptr || root[0] == '\0' || path == nullptr) return 0;
+  if (!ArchiveDirectory(rule, root, path, archiveDir)) return 0;
+  FileIO_ResolveNameCase(archiveDir);  // an archive spelled otherwise is still this one
+  return FileIO_MakeMultiPath(archiveDir);
+}
+
 bool IsDocumentName(const char* name, const char* prefix, const char* extension) {
   if (name == nullptr) return false;
   const size_t len = std::strlen(name), pre = std::strlen(prefix), ext = std::strlen(extension);
@@ -207,20 +215,6 @@ void FinishInterruptedRewrites(const char* directory, const char* tempPattern) {
     const std::string path = temp.substr(0, temp.size() - 2);
     if (!FileIO_Exist(path.c_str())) FileIO_RenameFile(temp.c_str(), path.c_str());
   }
-}
-
-Progress::Progress(bool show, int32_t total) : dlg_(show ? Action_OpenDlg(nullptr, 0) : 0) {
-  if (dlg_) Action_ProgressStart(dlg_, 0, total);
-}
-
-Progress::~Progress() {
-  if (!dlg_) return;
-  Action_ProgressEnd(dlg_);
-  Action_CloseDlg(dlg_);
-}
-
-void Progress::Step() {
-  if (dlg_) Action_Progress(dlg_);
 }
 
 }  // namespace kv::doc

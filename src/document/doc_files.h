@@ -13,13 +13,13 @@
 #include <string>
 #include <vector>
 
-#include "services/action.h"
+#include "services/progress.h"
 
 namespace kv::doc {
 
 // directory + name (a separator put between when the directory lacks one)
 // into a 260-byte buffer; false when it does not fit.
-bool JoinPath(const char* directory, const char* name, char* out);
+[[nodiscard]] bool JoinPath(const char* directory, const char* name, char* out);
 // directory := the directory part of path (a null or over-long path leaves
 // it unchanged). Both are 260-byte buffers.
 void SetDirectoryFromPath(char* directory, const char* path);
@@ -42,20 +42,26 @@ void SetDirectoryFromPath(char* directory, const char* path);
 // The result goes to out (260 bytes); false, with out empty, for an empty
 // root or a result that does not fit.
 enum class ArchiveRule { kOrders, kInvoices };
-bool ArchiveDirectory(ArchiveRule rule, const char* root, const char* path, char* out);
+[[nodiscard]] bool ArchiveDirectory(ArchiveRule rule, const char* root, const char* path, char* out);
+// A family's InitWithArchive: archiveDir (260 bytes) becomes the archive of
+// the family's directory at path below root, found whatever the case of its
+// name and created where missing; 1 when it is there. Without a root, or
+// when the directory cannot be derived, archiveDir is left empty (the
+// process works without an archive from then on) and the result is 0.
+int32_t SetUpArchive(ArchiveRule rule, const char* root, const char* path, char* archiveDir);
 
 // ---- Confinement ----
 // A family acts only on its own files: a bare name of its pattern (prefix,
 // then digits or a minus sign, then the extension; letters compared without
 // case, as the file systems of the installations do).
-bool IsDocumentName(const char* name, const char* prefix, const char* extension);
+[[nodiscard]] bool IsDocumentName(const char* name, const char* prefix, const char* extension);
 // True when path names a file directly inside directory: the same directory
 // once separators are unified and a trailing one dropped, and no ".."
 // anywhere. The name part goes to name (260 bytes) when it is not null.
-bool DirectlyInside(const char* path, const char* directory, char* name);
+[[nodiscard]] bool DirectlyInside(const char* path, const char* directory, char* name);
 // A find pattern that stays inside the directory it is joined to: no
 // separator, no drive colon, no "..".
-bool IsBarePattern(const char* pattern);
+[[nodiscard]] bool IsBarePattern(const char* pattern);
 
 // ---- Names spelled otherwise ----
 // A document file copied from a Windows server may be spelled "aft00012.dat"
@@ -66,10 +72,10 @@ bool IsBarePattern(const char* pattern);
 // differs from it only in ASCII case (the first in byte order when there are
 // several, so every station takes the same one); its path goes to out (260
 // bytes). One directory read. Always false where the file system folds case.
-bool SpelledOtherwise(const char* directory, const char* name, char* out);
+[[nodiscard]] bool SpelledOtherwise(const char* directory, const char* name, char* out);
 // directory + name, or the entry spelled otherwise when there is one: the
 // path a family acts on, and never a second file beside an existing one.
-bool PathOnDisk(const char* directory, const char* name, char* out);
+[[nodiscard]] bool PathOnDisk(const char* directory, const char* name, char* out);
 // Renames the document `name` from directory `from` into directory `to`,
 // keeping the name as it is spelled on disk in `from`. A file at `to` with
 // that name in any case refuses the move, as the exact name does. 1 on
@@ -83,7 +89,7 @@ int32_t SwapWithArchive(char* directory, char* archive);
 // taken before the caller changes anything.
 std::vector<std::string> ListFiles(const char* directory, const char* pattern);
 // "<path>XX" into a 260-byte buffer; false when it does not fit.
-bool TempPathFor(const char* path, char* out);
+[[nodiscard]] bool TempPathFor(const char* path, char* out);
 // Deletes `path` and renames `temp` to it; on a failed delete the temp file
 // goes and the original stays. 1 on success.
 int32_t ReplaceWithTemp(const char* path, const char* temp);
@@ -91,18 +97,8 @@ int32_t ReplaceWithTemp(const char* path, const char* temp);
 // original is gone.
 void FinishInterruptedRewrites(const char* directory, const char* tempPattern);
 
-// A progress display for one walk (nothing when show is false).
-class Progress {
- public:
-  Progress(bool show, int32_t total);
-  ~Progress();
-  Progress(const Progress&) = delete;
-  Progress& operator=(const Progress&) = delete;
-  void Step();
-
- private:
-  ActionDlg dlg_;
-};
+// The document walks' display: it starts at 0 and advances on every file.
+inline Progress::Options DocumentProgress(bool show) { return {.first = 0, .eachItem = true, .show = show}; }
 
 }  // namespace kv::doc
 

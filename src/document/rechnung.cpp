@@ -5,15 +5,13 @@
 #include <cstring>
 
 #include "document/doc_files.h"
+#include "services/le_fields.h"
 #include "services/name_resolve.h"
+#include "services/process_state.h"
 
 namespace kv::rechnung {
 
 namespace {
-
-char g_invoiceDir[kMaxPath] = ".\\RECHNUNG\\";
-char g_archiveDir[kMaxPath] = "";
-int32_t g_prefix = 0;
 
 // Finds of the invoice directory deliver full paths, so one directory per
 // open find is kept beside the find handle.
@@ -22,7 +20,15 @@ struct OpenFind {
   char directory[kMaxPath] = "";
 };
 constexpr int kMaxFinds = 8;
-OpenFind g_finds[kMaxFinds];
+
+// Family state, one thread at a time (services/process_state.h).
+struct State {
+  char invoiceDir[kMaxPath] = ".\\RECHNUNG\\";
+  char archiveDir[kMaxPath] = "";
+  int32_t prefix = 0;
+  OpenFind finds[kMaxFinds];
+};
+State& S() { return FamilyState<State>(); }
 
 int32_t MoveBlock(FileHandle h, void* buffer, int32_t size, bool write) {
   if (h == kInvalidHandle || buffer == nullptr) return 0;
@@ -30,7 +36,7 @@ int32_t MoveBlock(FileHandle h, void* buffer, int32_t size, bool write) {
   return n == size ? 1 : 0;
 }
 
-bool ArchiveExists() { return g_archiveDir[0] != '\0' && FileIO_PathExist(g_archiveDir); }
+bool ArchiveExists() { return S().archiveDir[0] != '\0' && FileIO_PathExist(S().archiveDir); }
 
 bool IsInvoiceName(const char* name) { return doc::IsDocumentName(name, "RECH", ".REC"); }
 
@@ -38,8 +44,8 @@ bool IsInvoiceName(const char* name) { return doc::IsDocumentName(name, "RECH", 
 // directory): its bare name to name. Every path a caller hands in passes
 // here, so that no call reaches a file of another family or another place.
 bool OwnInvoice(const char* path, bool orArchive, char* name) {
-  if (doc::DirectlyInside(path, g_invoiceDir, name)) return IsInvoiceName(name);
-  return orArchive && g_archiveDir[0] != '\0' && doc::DirectlyInside(path, g_archiveDir, name) &&
+  if (doc::DirectlyInside(path, S().invoiceDir, name)) return IsInvoiceName(name);
+  return orArchive && S().archiveDir[0] != '\0' && doc::DirectlyInside(path, S().archiveDir, name) &&
          IsInvoiceName(name);
 }
 
@@ -69,38 +75,33 @@ FileHandle OpenOnDisk(char* path, bool writable) {
 }  // namespace
 
 void Init(int32_t prefix, const char* path) {
-  g_prefix = prefix;
-  doc::SetDirectoryFromPath(g_invoiceDir, path);
+  S().prefix = prefix;
+  doc::SetDirectoryFromPath(S().invoiceDir, path);
 }
 
 int32_t InitWithArchive(int32_t prefix, const char* path, const char* archiveRoot) {
   Init(prefix, path);
-  g_archiveDir[0] = '\0';  // without a root the process works without an archive
-  if (archiveRoot == nullptr || archiveRoot[0] == '\0' || path == nullptr) return 0;
-  // The archive mirrors the invoice directory below the archive root.
-  if (!doc::ArchiveDirectory(doc::ArchiveRule::kInvoices, archiveRoot, path, g_archiveDir)) return 0;
-  FileIO_ResolveNameCase(g_archiveDir);  // an archive spelled otherwise is still this one
-  return FileIO_MakeMultiPath(g_archiveDir);
+  return doc::SetUpArchive(doc::ArchiveRule::kInvoices, archiveRoot, path, S().archiveDir);
 }
 
 int32_t SwitchArchivePath() {
-  return doc::SwapWithArchive(g_invoiceDir, g_archiveDir);
+  return doc::SwapWithArchive(S().invoiceDir, S().archiveDir);
 }
 
-const char* InvoiceDirectory() { return g_invoiceDir; }
-const char* ArchiveDirectory() { return g_archiveDir; }
+const char* InvoiceDirectory() { return S().invoiceDir; }
+const char* ArchiveDirectory() { return S().archiveDir; }
 
 char* CreateFileName(int32_t number, char* out) {
   if (out == nullptr) return nullptr;
   char name[48];
   if (number < 100000) {
-    std::snprintf(name, sizeof name, "RECH%03d%05d.REC", g_prefix, number);
+    std::snprintf(name, sizeof name, "RECH%03d%05d.REC", S().prefix, number);
   } else if (number < 10000000) {
     std::snprintf(name, sizeof name, "RECH%08d.REC", number);
   } else {
     std::snprintf(name, sizeof name, "RECH%010d.REC", number);
   }
-  if (!doc::JoinPath(g_invoiceDir, name, out)) out[0] = '\0';
+  if (!doc::JoinPath(S().invoiceDir, name, out)) out[0] = '\0';
   return out;
 }
 
@@ -127,8 +128,7 @@ int32_t Delete(int32_t number) {
 
 int32_t WriteRecord(FileHandle h, void* record) {
   if (h == kInvalidHandle || record == nullptr) return 0;
-  const int32_t version = kVersion;
-  std::memcpy(static_cast<char*>(record) + kVersionOffset, &version, 4);
+  le::PutI32(record, kVersionOffset, kVersion);
   return MoveBlock(h, record, kRecordSize, true);
 }
 
@@ -147,7 +147,7 @@ int32_t ChangeStatus(int32_t number, int32_t status, void* copy) {
   unsigned char record[kRecordSize];
   int32_t ok = ReadRecord(h, record);
   if (ok) {
-    std::memcpy(record + kStatusOffset, &status, 4);
+    le::PutI32(record, kStatusOffset, status);
     ok = FileIO_SetPos(h, 0) == 0 && WriteRecord(h, record);
   }
   FileIO_Close(h);
@@ -161,7 +161,7 @@ int32_t GetStatus(int32_t number) {
   if (h == kInvalidHandle) return 0;
   unsigned char record[kRecordSize];
   int32_t status = 0;
-  if (ReadRecord(h, record)) std::memcpy(&status, record + kStatusOffset, 4);
+  if (ReadRecord(h, record)) status = le::GetI32(record, kStatusOffset);
   FileIO_Close(h);
   return status;
 }
@@ -180,11 +180,11 @@ FileHandle FindFirst(const char* pattern, char* path) {
   if (path == nullptr) return -1;
   path[0] = '\0';
   int slot = 0;
-  while (slot < kMaxFinds && g_finds[slot].handle != -1) ++slot;
+  while (slot < kMaxFinds && S().finds[slot].handle != -1) ++slot;
   if (slot == kMaxFinds) return -1;
   const char* mask = (pattern && pattern[0]) ? pattern : "RECH*.*";
   char full[kMaxPath];
-  if (!doc::IsBarePattern(mask) || !doc::JoinPath(g_invoiceDir, mask, full)) return -1;
+  if (!doc::IsBarePattern(mask) || !doc::JoinPath(S().invoiceDir, mask, full)) return -1;
   FindData fd;
   FindHandle fh = FileIO_FindFirstFile(full, &fd);
   if (fh == -1) return -1;
@@ -194,16 +194,16 @@ FileHandle FindFirst(const char* pattern, char* path) {
       return -1;
     }
   }
-  OpenFind& f = g_finds[slot];
+  OpenFind& f = S().finds[slot];
   f.handle = fh;
   FileIO_ExtractPath(full, f.directory);
-  doc::JoinPath(f.directory, fd.name, path);
+  (void)doc::JoinPath(f.directory, fd.name, path);
   return fh;
 }
 
 int32_t FindNext(FileHandle h, char* path) {
   if (path == nullptr) return 0;
-  for (OpenFind& f : g_finds) {
+  for (OpenFind& f : S().finds) {
     if (f.handle != h || h == -1) continue;
     FindData fd;
     do {
@@ -215,7 +215,7 @@ int32_t FindNext(FileHandle h, char* path) {
 }
 
 void FindClose(FileHandle h) {
-  for (OpenFind& f : g_finds) {
+  for (OpenFind& f : S().finds) {
     if (f.handle == h && h != -1) {
       FileIO_FindClose(h);
       f.handle = -1;
@@ -231,7 +231,7 @@ int32_t MoveToArchive(const char* path, bool toArchive) {
   FileIO_Separate(path, dir, nullptr);
   // Moving back takes the directory the invoice had before it was archived.
   // Either way the file keeps the name it has on disk, whatever its case.
-  return toArchive ? doc::MoveDocument(dir, g_archiveDir, name) : doc::MoveDocument(g_archiveDir, dir, name);
+  return toArchive ? doc::MoveDocument(dir, S().archiveDir, name) : doc::MoveDocument(S().archiveDir, dir, name);
 }
 
 }  // namespace kv::rechnung

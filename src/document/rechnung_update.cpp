@@ -9,6 +9,7 @@
 
 #include "document/doc_files.h"
 #include "document/rechnung.h"
+#include "services/le_fields.h"
 #include "services/storage.h"
 
 namespace kv::rechnung {
@@ -33,7 +34,7 @@ int32_t CopyWithVersion(FileHandle src, FileHandle dst, int64_t size, int32_t ta
   for (int64_t done = 0; done < size;) {
     const int32_t n = static_cast<int32_t>(size - done < kChunk ? size - done : kChunk);
     if (FileIO_Read(src, bytes, n) != n) return 0;
-    if (done == 0) std::memcpy(bytes + kVersionOffset, &target, 4);  // first chunk holds the record
+    if (done == 0) le::PutI32(bytes, kVersionOffset, target);  // first chunk holds the record
     if (FileIO_Write(dst, bytes, n) != n) return 0;
     done += n;
   }
@@ -43,7 +44,7 @@ int32_t CopyWithVersion(FileHandle src, FileHandle dst, int64_t size, int32_t ta
 void UpgradeDirectory(const char* directory, int32_t target) {
   doc::FinishInterruptedRewrites(directory, "RECH*.*XX");
   const std::vector<std::string> files = doc::ListFiles(directory, "RECH*.*");
-  doc::Progress progress(true, static_cast<int32_t>(files.size()));
+  Progress progress(nullptr, static_cast<int32_t>(files.size()), doc::DocumentProgress(true));
   for (const std::string& path : files) {
     progress.Step();
     // Invoice files only: "RECH*.*" also matches the XX copies and names

@@ -8,6 +8,7 @@
 
 #include "services/fileio.h"
 #include "services/name_resolve.h"
+#include "services/process_state.h"
 
 namespace kv::ean {
 
@@ -15,7 +16,8 @@ namespace {
 
 constexpr int32_t kWorkDigits = 13;  // a working copy holds 13 digits + NUL
 
-char g_dataDirectory[kMaxPath] = "";
+// Family state, one thread at a time (services/process_state.h).
+auto& Directory() { return FamilyState<char[kMaxPath], struct EanDataDirectory>(); }
 
 int32_t BoundedLength(const char* s, int32_t max) {
   int32_t n = 0;
@@ -96,9 +98,9 @@ int32_t WidenUpc(char* code) {
 }
 
 void Init(const char* path) {
-  DataDirectoryOf(path, g_dataDirectory);
+  (void)DataDirectoryOf(path, Directory());
 }
 
-const char* DataDirectory() { return g_dataDirectory; }
+const char* DataDirectory() { return Directory(); }
 
 }  // namespace kv::ean

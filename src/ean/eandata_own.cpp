@@ -7,7 +7,6 @@
 
 #include "core/nummern.h"
 #include "ean/eandata.h"
-#include "kvdata/eanteile.h"
 
 namespace kv::ean {
 
@@ -21,7 +20,7 @@ int32_t GenerateOwnCode(char* buffer) {
     // the first valid value of each part.
     if (supplier < kFirstSupplierPart || supplier >= kSupplierPartEnd) supplier = kFirstSupplierPart;
     if (article == 0) article = 1;
-    EANTEILE_EATtoEANS(supplier, article, buffer);
+    FormatOwnCode(supplier, article, buffer);
     ++article;
     if (article > kLastArticlePart) {
       article = 1;

@@ -1,7 +1,7 @@
 // DBA_*: the record-file engine's exported C interface, forwarding to src/core.
 #include "exports/guard.h"
 #include "core/dba_file.h"
-#include "core/dba_progress.h"
+#include "services/progress.h"
 #include "kvdata/dba.h"
 
 namespace d = kv::dba;
@@ -48,7 +48,7 @@ KV_API DbaFile* DBA_DecREF(DbaFile* file, int32_t item) KV_TRY(DbaFile*) { retur
 KV_API intptr_t DBA_ChangeREF(DbaFile* file, int32_t oldItem, int32_t newItem) KV_TRY(intptr_t) {
   return d::ChangeRef(file, oldItem, newItem);
 } KV_CATCH(0)
-KV_API int32_t DBA_GetAnzeigeTeiler(int32_t count) KV_TRY(int32_t) { return d::ProgressStep(count); } KV_CATCH(0)
+KV_API int32_t DBA_GetAnzeigeTeiler(int32_t count) KV_TRY(int32_t) { return kv::ProgressStep(count); } KV_CATCH(0)
 
 KV_API int32_t DBA_FirstITEM(DbaFile* file, void* buffer) KV_TRY(int32_t) { return d::FirstItem(file, buffer); } KV_CATCH(0)
 KV_API int32_t DBA_NextITEM(DbaFile* file, void* buffer) KV_TRY(int32_t) { return d::NextItem(file, buffer); } KV_CATCH(0)

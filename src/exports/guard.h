@@ -25,6 +25,20 @@
 
 namespace kv::exports {
 
+// Records the exception being handled as the failure of the call; called
+// from inside a catch handler, where `throw;` rethrows it to be told apart.
+inline void NoteException(ExportCall& call, const char* function) noexcept {
+  try {
+    throw;
+  } catch (const std::bad_alloc&) {
+    call.Exception(function, Cause::kNoMemory, "out of memory");
+  } catch (const std::exception& e) {
+    call.Exception(function, Cause::kInternal, e.what());
+  } catch (...) {
+    call.Exception(function, Cause::kInternal, "unexpected exception");
+  }
+}
+
 template <class R, class Body>
 R Guarded(const char* function, Body&& body, R failure) noexcept {
   ExportCall call;
@@ -32,12 +46,8 @@ R Guarded(const char* function, Body&& body, R failure) noexcept {
     R result = body();
     if (result == failure) call.Fail(function);
     return result;
-  } catch (const std::bad_alloc&) {
-    call.Exception(function, Cause::kNoMemory, "out of memory");
-  } catch (const std::exception& e) {
-    call.Exception(function, Cause::kInternal, e.what());
   } catch (...) {
-    call.Exception(function, Cause::kInternal, "unexpected exception");
+    NoteException(call, function);
   }
   return failure;
 }
@@ -48,12 +58,8 @@ void GuardedVoid(const char* function, Body&& body) noexcept {
   try {
     body();
     call.Fail(function);
-  } catch (const std::bad_alloc&) {
-    call.Exception(function, Cause::kNoMemory, "out of memory");
-  } catch (const std::exception& e) {
-    call.Exception(function, Cause::kInternal, e.what());
   } catch (...) {
-    call.Exception(function, Cause::kInternal, "unexpected exception");
+    NoteException(call, function);
   }
 }
 

@@ -14,7 +14,7 @@
 // AvlKnoten field by field.
 #include "index/avl_tree.h"
 
-#include "core/dba_progress.h"
+#include "services/progress.h"
 
 namespace kv::index {
 
@@ -497,7 +497,7 @@ void ReportVisual(void* context, int32_t done) {
 }  // namespace
 
 void NewAvlTree(AvlBaum* tree, int32_t count, AvlProgressFn progress) {
-  ClearTree(AvlInstance(), tree, count, dba::ProgressStep(count), progress ? ReportPlain : nullptr, &progress);
+  ClearTree(AvlInstance(), tree, count, ProgressStep(count), progress ? ReportPlain : nullptr, &progress);
 }
 
 void NewAvlTreeVisual(void* display, AvlBaum* tree, int32_t count, AvlVisualProgressFn progress) {

@@ -97,8 +97,8 @@ int32_t CompareSlots(void* context, int32_t a, int32_t b) {
   BaumKeyDatei* d = Self(context);
   uint8_t ka[BBAUMLIB_KEY_SIZE] = {};
   uint8_t kb[BBAUMLIB_KEY_SIZE] = {};
-  if (SlotAllowed(d, a)) ReadAt(d, KeyRecordPosition(d->recordSize, a) + kKeyOffset, ka, BBAUMLIB_KEY_SIZE);
-  if (SlotAllowed(d, b)) ReadAt(d, KeyRecordPosition(d->recordSize, b) + kKeyOffset, kb, BBAUMLIB_KEY_SIZE);
+  if (SlotAllowed(d, a)) (void)ReadAt(d, KeyRecordPosition(d->recordSize, a) + kKeyOffset, ka, BBAUMLIB_KEY_SIZE);
+  if (SlotAllowed(d, b)) (void)ReadAt(d, KeyRecordPosition(d->recordSize, b) + kKeyOffset, kb, BBAUMLIB_KEY_SIZE);
   return CompareKeys(ka, kb);
 }
 

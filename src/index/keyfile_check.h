@@ -29,7 +29,7 @@ struct KeyFileCheck {
 
 // Reads the whole file once, independently of the tree code. False when the
 // file does not open or slot 0 cannot be read.
-bool CheckKeyFile(BaumKeyDatei* d, KeyFileCheck* out);
+[[nodiscard]] bool CheckKeyFile(BaumKeyDatei* d, KeyFileCheck* out);
 
 }  // namespace kv::index
 

@@ -8,8 +8,10 @@
 #include <memory>
 #include <unordered_map>
 
+#include "core/nested_open.h"
 #include "index/keyfile.h"
 #include "services/fileio.h"
+#include "services/le_fields.h"
 #include "services/storage.h"
 
 namespace kv::index {
@@ -21,8 +23,8 @@ constexpr int32_t kNextFreeOffset = 40;
 // Positioned transfers on the descriptor's open handle. While a SlotCache
 // is open for the descriptor, reads within one slot are served from it and
 // writes go through it (see SlotCache).
-bool ReadAt(const BaumKeyDatei* d, int64_t position, void* buffer, int32_t length);
-bool WriteAt(const BaumKeyDatei* d, int64_t position, const void* buffer, int32_t length);
+[[nodiscard]] bool ReadAt(const BaumKeyDatei* d, int64_t position, void* buffer, int32_t length);
+[[nodiscard]] bool WriteAt(const BaumKeyDatei* d, int64_t position, const void* buffer, int32_t length);
 
 // Counts one file read for KeyFileReadCount.
 void CountKeyFileRead();
@@ -81,9 +83,9 @@ class SlotCache {
   // A read within one slot: false when the cache does not handle it (the
   // header, a range across slots); otherwise *ok tells whether all bytes
   // were there, as a file read would.
-  bool Read(int64_t position, void* buffer, int32_t length, bool* ok);
+  [[nodiscard]] bool Read(int64_t position, void* buffer, int32_t length, bool* ok);
   // True when the file already holds exactly these bytes.
-  bool Holds(int64_t position, const void* buffer, int32_t length) const;
+  [[nodiscard]] bool Holds(int64_t position, const void* buffer, int32_t length) const;
   // Bytes that reached the file at position.
   void Wrote(int64_t position, const void* buffer, int32_t written);
 
@@ -111,17 +113,11 @@ class SlotCache {
 };
 
 // Record of any slot, slot 0 included, on the open file; no bound checks.
-bool ReadSlot(const BaumKeyDatei* d, int32_t slot, void* record);
-bool WriteSlot(const BaumKeyDatei* d, int32_t slot, const void* record);
+[[nodiscard]] bool ReadSlot(const BaumKeyDatei* d, int32_t slot, void* record);
+[[nodiscard]] bool WriteSlot(const BaumKeyDatei* d, int32_t slot, const void* record);
 
-inline int32_t GetI32(const void* record, int32_t offset) {
-  int32_t v;
-  std::memcpy(&v, static_cast<const uint8_t*>(record) + offset, 4);
-  return v;
-}
-inline void PutI32(void* record, int32_t offset, int32_t v) {
-  std::memcpy(static_cast<uint8_t*>(record) + offset, &v, 4);
-}
+using le::GetI32;
+using le::PutI32;
 
 // The slots a key operation may touch. The tree reads and writes nodes whose
 // numbers come from the file itself, and it checks none of them; a damaged
@@ -167,21 +163,16 @@ class KeyRecord {
   StorageBlock block_;
 };
 
-// Nested open for the span of one operation.
-class OpenScope {
- public:
-  explicit OpenScope(BaumKeyDatei* d) : d_(d), ok_(KeyFileOpen(d) == 1) {}
-  ~OpenScope() {
-    if (ok_) KeyFileClose(d_);
-  }
-  OpenScope(const OpenScope&) = delete;
-  OpenScope& operator=(const OpenScope&) = delete;
-  explicit operator bool() const { return ok_; }
-
- private:
-  BaumKeyDatei* d_;
-  bool ok_;
+// Nested open for the span of one operation (see core/nested_open.h for
+// how the counters differ).
+struct KeyFileOpenRule {
+  using File = BaumKeyDatei;
+  static constexpr bool kCloseAfterFailure = false;
+  [[nodiscard]] static bool Open(BaumKeyDatei* d) { return KeyFileOpen(d) == 1; }
+  static void Close(BaumKeyDatei* d) { KeyFileClose(d); }
 };
+
+using OpenScope = NestedOpen<KeyFileOpenRule>;
 
 }  // namespace kv::index
 

@@ -10,7 +10,7 @@
 // only locks the root word while it restructures.
 #include <cstring>
 
-#include "core/dba_progress.h"
+#include "services/progress.h"
 #include "index/avl_tree.h"
 #include "index/keyfile_internal.h"
 #include "services/fileio.h"
@@ -65,6 +65,30 @@ bool OutsideTree(BaumKeyDatei* d, int32_t slot) {
   d->tree.GetRoot(d, &root);
   return root != slot && node.parent == 0 && node.left == 0 && node.right == 0 && node.balance == 0;
 }
+
+// What a pass over every slot holds: the file open, all of it read up front
+// (the reorganisation visits every slot in every pass and searches the tree
+// for each), the header slot and a buffer for one record. False when any of
+// it could not be had.
+class WholeFilePass {
+ public:
+  explicit WholeFilePass(BaumKeyDatei* d) : open_(d), cache_(d, SlotCache::Keep::kThisCall), head(d), rec(d) {
+    if (open_) cache_.Preload(0, d->slotCount);
+    ok_ = open_ && head && rec && ReadSlot(d, 0, head.bytes());
+  }
+  explicit operator bool() const { return ok_; }
+
+ private:
+  OpenScope open_;
+  SlotCache cache_;
+
+ public:
+  KeyRecord head;
+  KeyRecord rec;
+
+ private:
+  bool ok_ = false;
+};
 
 }  // namespace
 
@@ -148,12 +172,10 @@ int32_t KeyFileWalk(BaumKeyDatei* d, AvlVisitFn visit) {
 
 int32_t KeyFileRebuildFreeList(BaumKeyDatei* d, AvlProgressFn progress) {
   if (d == nullptr) return 0;
-  OpenScope open(d);
-  SlotCache cache(d, SlotCache::Keep::kThisCall);
-  if (open) cache.Preload(0, d->slotCount);
-  KeyRecord head(d);
-  KeyRecord rec(d);
-  if (!open || !head || !rec || !ReadSlot(d, 0, head.bytes())) return 0;
+  WholeFilePass pass(d);
+  if (!pass) return 0;
+  KeyRecord& head = pass.head;
+  KeyRecord& rec = pass.rec;
   int32_t chain = 0;
   int32_t used = 0;
   for (int32_t n = d->slotCount; n >= 1; --n) {
@@ -180,16 +202,12 @@ int32_t KeyFileRebuildFreeList(BaumKeyDatei* d, AvlProgressFn progress) {
 int32_t KeyFileReorganise(BaumKeyDatei* d, AvlProgressFn clearTree, AvlProgressFn chainPass,
                           AvlProgressFn treePass, AvlProgressFn removalPass, BaumKeyDuplicateFn duplicate) {
   if (d == nullptr) return 0;
-  OpenScope open(d);
-  // Every slot is visited in every pass, and the tree pass searches the
-  // tree for each: the whole file is read up front.
-  SlotCache cache(d, SlotCache::Keep::kThisCall);
-  if (open) cache.Preload(0, d->slotCount);
-  KeyRecord head(d);
-  KeyRecord rec(d);
-  if (!open || !head || !rec || !ReadSlot(d, 0, head.bytes())) return 0;
+  WholeFilePass pass(d);
+  if (!pass) return 0;
+  KeyRecord& head = pass.head;
+  KeyRecord& rec = pass.rec;
   TreeBound bound(d);
-  const int32_t step = dba::ProgressStep(d->slotCount);
+  const int32_t step = ProgressStep(d->slotCount);
   NewBavlTree(&d->tree, d->slotCount, clearTree);
 
   int32_t chain = 0;

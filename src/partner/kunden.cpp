@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "core/dba_file.h"
+#include "core/nested_open.h"
 
 #include "partner/kunden.h"
 #include "services/platform.h"
@@ -41,8 +42,7 @@ int32_t WriteImport(int32_t number, void* record) {
   k->code4 = KUNDE_CODE_DEFAULT;
   Stamp(*k);
   DbaFile& f = CustomerFile();
-  if (DBA_OpenDBA(&f)) DBA_SetDATA(&f, number, k, KUNDE_RECORD_SIZE);
-  DBA_CloseDBA(&f);
+  if (DbaOpen open(&f); open) dba::SetData(&f, number, k, KUNDE_RECORD_SIZE);
   return 1;
 }
 
@@ -54,7 +54,7 @@ static bool BlockInRange(int32_t first, int32_t count) {
 
 int32_t ReadBlock(int32_t first, void* records, int32_t count) {
   if (!BlockInRange(first, count) || records == nullptr) return 0;
-  return DBA_GetDATA(&CustomerFile(), first, records, count * KUNDE_RECORD_SIZE);
+  return dba::GetData(&CustomerFile(), first, records, count * KUNDE_RECORD_SIZE);
 }
 
 // Block writes are administrative: they move whole records, chain heads and
@@ -63,7 +63,7 @@ int32_t WriteBlock(int32_t first, void* records, int32_t count) {
   if (!BlockInRange(first, count) || records == nullptr) return 0;
   Kunde* k = AsKunde(records);
   for (int32_t i = 0; i < count; ++i) Stamp(k[i]);
-  return DBA_SetDATA(&CustomerFile(), first, records, count * KUNDE_RECORD_SIZE);
+  return dba::SetData(&CustomerFile(), first, records, count * KUNDE_RECORD_SIZE);
 }
 
 int32_t MaxNumber() {
@@ -72,56 +72,52 @@ int32_t MaxNumber() {
   // run inside a walk's callback.
   DbaFile& f = CustomerFile();
   DbaHeader h{};
-  int32_t ok = DBA_OpenDBA(&f);
-  if (ok) {
+  DbaOpen open(&f);
+  int32_t ok = 0;
+  if (open) {
     // A lock refused because this descriptor already holds the header (a
     // caller inside its own header lock) belongs to that caller: keep it.
-    const int32_t locked = DBA_LockHEADER(&f);
-    ok = DBA_GetHEADER(&f, &h);
-    if (locked) DBA_UnlockHEADER(&f);
+    const int32_t locked = dba::LockHeader(&f);
+    ok = dba::GetHeader(&f, &h);
+    if (locked) dba::UnlockHeader(&f);
   }
-  DBA_CloseDBA(&f);
   return ok ? h.slotCount : 0;
 }
 
 // The engine's walkers report their progress themselves.
 int32_t ForEach(DbaFile& file, DbaItemCallback callback, bool readWrite) {
   if (callback == nullptr) return 0;
-  DbaFile* result = readWrite ? DBA_MitAllenITEMsRW(&file, callback) : DBA_MitJedemITEM(&file, callback);
+  DbaFile* result = readWrite ? dba::ForEachItemRW(&file, callback) : dba::ForEachItem(&file, callback);
   return result != nullptr ? 1 : 0;
 }
 
-// The reorganisation decides from each record whether it is a customer: a
-// record with a surname is one (whatever its flags say, so that customers
-// written without the usable flag survive with their data); a record with
-// neither flags nor surname is cleared and freed. DBA_Reo then rebuilds the
-// free chain and the counts from the reference counts set here.
-int32_t Reorganise() {
-  DbaFile& f = CustomerFile();
-  if (!DBA_OpenDBA(&f)) {
-    DBA_CloseDBA(&f);
-    return 0;
-  }
+namespace {
+
+// The reorganisation's own pass over the records, before the engine's; false
+// when the file does not open.
+[[nodiscard]] bool TidyRecords(DbaFile& f) {
+  DbaOpen open(&f);
+  if (!open) return false;
   DbaHeader h{};
-  if (DBA_GetHEADER(&f, &h)) {
+  if (dba::GetHeader(&f, &h)) {
     int32_t slots = h.slotCount;
     h.version = KUNDE_VERSION;
     h.lastChange = UnixTimeNow32();
     std::memset(reinterpret_cast<uint8_t*>(&h) + 20, 0, 20);
-    DBA_SetHEADER(&f, &h);
-    WalkProgress progress("KUNDEN.DBA", slots);
+    dba::SetHeader(&f, &h);
+    Progress progress("KUNDEN.DBA", slots, kProgressEndReported);
     // A customer already counted in use keeps the bytes it has: its write
     // is left out.
     auto tidy = [&](Kunde& k, int32_t n) {
       if (k.surname[0] != 0) {
         if (k.refCount != 1) {
           k.refCount = 1;
-          DBA_SetDATA(&f, n, &k, KUNDE_RECORD_SIZE);
+          dba::SetData(&f, n, &k, KUNDE_RECORD_SIZE);
         }
       } else if (k.flags == 0) {
         Clear(k);
         k.refCount = -1;
-        DBA_SetDATA(&f, n, &k, KUNDE_RECORD_SIZE);
+        dba::SetData(&f, n, &k, KUNDE_RECORD_SIZE);
       }
       progress.Step();
     };
@@ -137,15 +133,27 @@ int32_t Reorganise() {
       n += got;
     }
     Kunde k;
-    for (; DBA_GetDATA(&f, n, &k, KUNDE_RECORD_SIZE); ++n) tidy(k, n);
+    for (; dba::GetData(&f, n, &k, KUNDE_RECORD_SIZE); ++n) tidy(k, n);
   }
-  DBA_CloseDBA(&f);
-  return DBA_Reo(&f) != nullptr ? 1 : 0;
+  return true;
+}
+
+}  // namespace
+
+// The reorganisation decides from each record whether it is a customer: a
+// record with a surname is one (whatever its flags say, so that customers
+// written without the usable flag survive with their data); a record with
+// neither flags nor surname is cleared and freed. DBA_Reo then rebuilds the
+// free chain and the counts from the reference counts set here.
+int32_t Reorganise() {
+  DbaFile& f = CustomerFile();
+  if (!TidyRecords(f)) return 0;
+  return dba::Reorganise(&f) != nullptr ? 1 : 0;
 }
 
 int32_t DeclarationIssued(int32_t number) {
   Kunde k;
-  if (!InRange(number) || !DBA_ReadDATA(&CustomerFile(), number, &k)) return 0;
+  if (!InRange(number) || !dba::ReadData(&CustomerFile(), number, &k)) return 0;
   return (k.flags & KUNDE_FLAG_ERKLAERUNG) != 0 ? 1 : 0;
 }
 
@@ -158,17 +166,15 @@ int32_t CreateHeader(int32_t count, int32_t version) {
   h.usedCount = count;
   h.slotCount = count;
   DbaFile& f = CustomerFile();
-  int32_t ok = DBA_OpenDBA(&f) ? DBA_SetHEADER(&f, &h) : 0;
-  DBA_CloseDBA(&f);
-  return ok;
+  DbaOpen open(&f);
+  return open ? dba::SetHeader(&f, &h) : 0;
 }
 
 int32_t SearchReadBlock(DbaFile& file, int32_t first, void* entries, int32_t count) {
   if (!InRange(first) || entries == nullptr || count < 1) return 0;
   if (count > KUNDEN_MAX) return 0;  // keeps count * entry size in range
-  int32_t ok = DBA_OpenDBA(&file) ? DBA_GetDATA(&file, first, entries, count * file.recordSize) : 0;
-  DBA_CloseDBA(&file);
-  return ok;
+  DbaOpen open(&file);
+  return open ? dba::GetData(&file, first, entries, count * file.recordSize) : 0;
 }
 
 }  // namespace kv::partner

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "core/dba_file.h"
+#include "services/progress.h"
 
 #include "kvdata/kundendba.h"
 
@@ -30,7 +31,7 @@ std::string DirectoryOf(const char* path);
 // Path of file `name` of `directory`, spelled as the file on disk when one
 // exists under another case.
 std::string FileIn(const std::string& directory, const char* name);
-bool InRange(int32_t number);
+[[nodiscard]] bool InRange(int32_t number);
 
 int32_t Init(const char* path);
 int32_t InitSecond(const char* path);
@@ -52,22 +53,6 @@ void WriteSearchEntry(DbaFile& file, int32_t number, const void* entry, int32_t 
 // saves and deletes inside the bracket open and close no file.
 int32_t OpenBracket();
 int32_t CloseBracket();
-
-// Progress of a walk over `total` items: opens a display, advances it every
-// k-th item (k from DBA_GetAnzeigeTeiler) and closes it on destruction.
-class WalkProgress {
- public:
-  WalkProgress(const char* title, int32_t total);
-  ~WalkProgress();
-  WalkProgress(const WalkProgress&) = delete;
-  WalkProgress& operator=(const WalkProgress&) = delete;
-  void Step();
-
- private:
-  int32_t dlg_;
-  int32_t step_;
-  int32_t done_ = 0;
-};
 
 // ---- records (kunden.cpp) ----
 void Clear(Kunde& k);
@@ -94,11 +79,11 @@ class CustomerLock {
   CustomerLock(const CustomerLock&) = delete;
   CustomerLock& operator=(const CustomerLock&) = delete;
   // The file opened (an unopened file has no customer to lock).
-  bool opened() const { return opened_; }
+  [[nodiscard]] bool opened() const { return opened_; }
   // The lock is held.
-  bool ok() const { return range_.has_value() && range_->ok(); }
+  [[nodiscard]] bool ok() const { return range_.has_value() && range_->ok(); }
   // The record exists in the file but another station holds its lock.
-  bool busy() const { return range_.has_value() && !range_->ok(); }
+  [[nodiscard]] bool busy() const { return range_.has_value() && !range_->ok(); }
 
  private:
   bool opened_ = false;

@@ -54,7 +54,7 @@ void Put(char* text, const std::string& s) { std::memcpy(text, s.c_str(), s.size
 // Reads the customer after checking the number against the slot count.
 bool ReadForAddress(int32_t number, Kunde& k) {
   if (number < 1 || number > MaxNumber()) return false;
-  return DBA_ReadDATA(&CustomerFile(), number, &k) != 0;
+  return dba::ReadData(&CustomerFile(), number, &k) != 0;
 }
 
 }  // namespace

@@ -3,11 +3,13 @@
 #include <cstring>
 #include <vector>
 
+#include "core/nested_open.h"
 #include "partner/kunden.h"
 #include "services/action.h"
 #include "services/cause.h"
 #include "services/fileio.h"
 #include "services/name_resolve.h"
+#include "services/process_state.h"
 #include "services/sepa.h"
 
 namespace kv::partner {
@@ -37,10 +39,7 @@ struct BracketHolds {
   int32_t name = 0;
   int32_t bank = 0;
 };
-BracketHolds& Holds() {
-  static BracketHolds holds;
-  return holds;
-}
+BracketHolds& Holds() { return FamilyState<BracketHolds>(); }
 
 void HoldSearchFile(DbaFile& file, int32_t& holds) {
   if (dba::Open(&file)) {
@@ -70,31 +69,24 @@ void CopyBounded(char* dst, const char* src, size_t size) {
 template <typename Entry, typename MakeEntry>
 int32_t RebuildSearchFile(DbaFile& search, MakeEntry makeEntry) {
   DbaFile& customers = CustomerFile();
-  if (!DBA_OpenDBA(&customers)) {
-    DBA_CloseDBA(&customers);
-    return 0;
-  }
-  if (!DBA_OpenDBA(&search)) {
-    DBA_CloseDBA(&search);
-    DBA_CloseDBA(&customers);
-    return 0;
-  }
-  WalkProgress progress("KUNDEN.DBA", DBA_UsedITEMs(&customers));
+  DbaOpen customersOpen(&customers);
+  if (!customersOpen) return 0;
+  DbaOpen searchOpen(&search);
+  if (!searchOpen) return 0;
+  Progress progress("KUNDEN.DBA", dba::UsedItems(&customers), kProgressEndReported);
   Kunde k;
-  for (int32_t n = DBA_FirstITEM(&customers, &k); n != 0; n = DBA_NextITEM(&customers, &k)) {
+  for (int32_t n = dba::FirstItem(&customers, &k); n != 0; n = dba::NextItem(&customers, &k)) {
     Entry e = makeEntry(k);
-    DBA_SetDATA(&search, n, &e, sizeof e);
+    dba::SetData(&search, n, &e, sizeof e);
     progress.Step();
   }
-  DBA_CloseDBA(&search);
-  DBA_CloseDBA(&customers);
   return 1;
 }
 
 // Customer files of versions 520 and 530 hold shorter records until
 // KundenDBA_DoUpdate converts them.
 bool WaitsForUpgrade(DbaFile& customers) {
-  int32_t v = DBA_GetVersion(&customers);
+  int32_t v = dba::GetVersion(&customers);
   return v == 520 || v == 530;
 }
 
@@ -127,7 +119,7 @@ bool InRange(int32_t number) {
 
 std::string DirectoryOf(const char* path) {
   char dir[kMaxPath] = {0};
-  DataDirectoryOf(path, dir);
+  (void)DataDirectoryOf(path, dir);
   FileIO_MakePathName(dir);
   return dir;
 }
@@ -135,9 +127,9 @@ std::string DirectoryOf(const char* path) {
 std::string FileIn(const std::string& directory, const char* name) { return ResolvedFileIn(directory, name); }
 
 void SetUpDescriptor(DbaFile& file, const std::string& directory, const char* name, int32_t recordSize) {
-  if (file.openCount > 0) DBA_CloseDBA(&file);
+  if (file.openCount > 0) dba::Close(&file);
   file = MakeClosed(recordSize);
-  CopyPath(file.path, FileIn(directory, name).c_str());
+  (void)CopyPath(file.path, FileIn(directory, name).c_str());
 }
 
 int32_t Init(const char* path) {
@@ -152,14 +144,14 @@ int32_t Init(const char* path) {
   SetUpDescriptor(NameSearchFile(), dir, kNameSearchName, sizeof(KundeSuchEintrag));
   SetUpDescriptor(BankSearchFile(), dir, kBankSearchName, sizeof(KundeBLZSuchEintrag));
 
-  int32_t result = DBA_NeueDBA(&CustomerFile());
+  int32_t result = dba::NeueDba(&CustomerFile());
   if (!result || WaitsForUpgrade(CustomerFile())) return result;
   bool nameExisted = FileIO_Exist(NameSearchFile().path) != 0;
   bool bankExisted = FileIO_Exist(BankSearchFile().path) != 0;
-  result = DBA_NeueDBA(&NameSearchFile());
+  result = dba::NeueDba(&NameSearchFile());
   if (result && !nameExisted) result = RebuildSearchFile<KundeSuchEintrag>(NameSearchFile(), NameEntry);
   if (!result) return 0;
-  result = DBA_NeueDBA(&BankSearchFile());
+  result = dba::NeueDba(&BankSearchFile());
   if (result && !bankExisted) result = RebuildSearchFile<KundeBLZSuchEintrag>(BankSearchFile(), RebuiltBankEntry);
   return result;
 }
@@ -167,7 +159,7 @@ int32_t Init(const char* path) {
 int32_t InitSecond(const char* path) {
   if (path == nullptr) return 0;
   SetUpDescriptor(SecondCustomerFile(), DirectoryOf(path), kCustomerName, KUNDE_RECORD_SIZE);
-  return DBA_NeueDBA(&SecondCustomerFile());
+  return dba::NeueDba(&SecondCustomerFile());
 }
 
 KundeSuchEintrag NameEntry(const Kunde& k) {
@@ -199,10 +191,9 @@ KundeBLZSuchEintrag RebuiltBankEntry(const Kunde& k) {
 void WriteSearchEntry(DbaFile& file, int32_t number, const void* entry, int32_t entrySize) {
   // Inside a KundenDBA_Open bracket the file is open already and this costs
   // the write alone.
-  if (dba::Open(&file)) dba::SetData(&file, number, entry, entrySize);
-  // Closing after a failed open too resets the descriptor, so that the file
-  // is found again once it exists.
-  dba::Close(&file);
+  // A failed open is closed again too, which resets the descriptor, so that
+  // the file is found again once it exists.
+  if (DbaOpen open(&file); open) dba::SetData(&file, number, entry, entrySize);
 }
 
 int32_t OpenBracket() {
@@ -219,22 +210,6 @@ int32_t CloseBracket() {
   ReleaseSearchFile(BankSearchFile(), Holds().bank);
   ReleaseSearchFile(NameSearchFile(), Holds().name);
   return dba::Close(&CustomerFile()) != nullptr ? 1 : 0;
-}
-
-WalkProgress::WalkProgress(const char* title, int32_t total)
-    : dlg_(Action_OpenDlg(nullptr, 0)), step_(DBA_GetAnzeigeTeiler(total)) {
-  Action_SetDlgTitel(dlg_, title);
-  Action_ProgressStart(dlg_, 1, total);
-}
-
-WalkProgress::~WalkProgress() {
-  Action_ProgressTo(dlg_, done_);
-  Action_ProgressEnd(dlg_);
-  Action_CloseDlg(dlg_);
-}
-
-void WalkProgress::Step() {
-  if (++done_ % step_ == 0) Action_ProgressTo(dlg_, done_);
 }
 
 }  // namespace kv::partner

@@ -101,7 +101,7 @@ int32_t TakeAndMark(DbaFile& f) {
   Stamp(k);
   if (lock.ok() && dba::SetData(&f, n, &k, KUNDE_RECORD_SIZE) == 1) return n;
   // Unmarked, the number would look freed to every save: give it back.
-  dba::FreeItem(&f, n, nullptr);
+  (void)dba::FreeItem(&f, n, nullptr);
   return 0;
 }
 
@@ -161,7 +161,7 @@ int32_t AllUsable() {
     dba::Close(&f);
     return 0;
   }
-  WalkProgress progress("KUNDEN.DBA", max);
+  Progress progress("KUNDEN.DBA", max, kProgressEndReported);
   Kunde k;
   for (int32_t n = 1; n <= max; ++n) {
     CustomerLock lock(n);

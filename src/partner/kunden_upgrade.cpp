@@ -12,6 +12,7 @@
 #include <functional>
 #include <vector>
 
+#include "core/nested_open.h"
 #include "partner/kunden.h"
 #include "services/fileio.h"
 #include "services/hostui.h"
@@ -139,7 +140,7 @@ DbaFile Descriptor(const std::string& dir, const char* name, int32_t recordSize)
 // Customer file of dir with recordSize-byte records? Items are written at
 // n * R + 40 + 8C, so a file of R-byte records ends on such a boundary.
 bool HoldsRecordsOf(DbaFile& f, int32_t recordSize) {
-  if (!DBA_InspectExistingDBA(&f)) return false;
+  if (!dba::InspectExisting(&f)) return false;
   FileHandle h = FileIO_OpenROS(f.path);
   int64_t size = FileIO_Size(h);
   FileIO_Close(h);
@@ -153,32 +154,31 @@ using Converter = std::function<void(int32_t n, const uint8_t* old, Kunde& out)>
 // same identifier capacity and the header of `from`, version := version),
 // converting each record. newSize bytes of out are written per slot.
 bool CopyConverted(DbaFile& from, DbaFile& to, int32_t newSize, int32_t version, const Converter& convert) {
-  if (!DBA_InspectExistingDBA(&from)) return false;
+  if (!dba::InspectExisting(&from)) return false;
   to.idCapacity = from.idCapacity;
-  DBA_InitDBA(&to);
-  if (!DBA_OpenDBA(&from) || !DBA_OpenDBA(&to)) {
-    DBA_CloseDBA(&to);
-    DBA_CloseDBA(&from);
-    return false;
+  dba::InitDba(&to);
+  bool ok = false;
+  {
+    DbaOpen fromOpen(&from);
+    DbaOpen toOpen(&to);
+    if (!fromOpen || !toOpen) return false;
+    DbaHeader h{};
+    ok = dba::GetHeader(&from, &h) != 0;
+    h.version = version;
+    ok = ok && dba::SetHeader(&to, &h);
+    for (int32_t c = 1; ok && c <= from.idCapacity; ++c) {
+      ok = dba::SetExternId(&to, c, dba::GetExternId(&from, c)) &&
+           dba::SetIdFromExtern(&to, c, dba::GetIdFromExtern(&from, c));
+    }
+    Progress progress(to.path, h.slotCount, kProgressEndReported);
+    std::vector<uint8_t> old(static_cast<size_t>(from.recordSize));
+    Kunde out;
+    for (int32_t n = 1; ok && dba::GetData(&from, n, old.data(), from.recordSize); ++n) {
+      convert(n, old.data(), out);
+      ok = dba::SetData(&to, n, &out, newSize) != 0;
+      progress.Step();
+    }
   }
-  DbaHeader h{};
-  bool ok = DBA_GetHEADER(&from, &h) != 0;
-  h.version = version;
-  ok = ok && DBA_SetHEADER(&to, &h);
-  for (int32_t c = 1; ok && c <= from.idCapacity; ++c) {
-    ok = DBA_SetExternID_from_ID(&to, c, DBA_GetExternID_from_ID(&from, c)) &&
-         DBA_SetID_from_ExternID(&to, c, DBA_GetID_from_ExternID(&from, c));
-  }
-  WalkProgress progress(to.path, h.slotCount);
-  std::vector<uint8_t> old(static_cast<size_t>(from.recordSize));
-  Kunde out;
-  for (int32_t n = 1; ok && DBA_GetDATA(&from, n, old.data(), from.recordSize); ++n) {
-    convert(n, old.data(), out);
-    ok = DBA_SetDATA(&to, n, &out, newSize) != 0;
-    progress.Step();
-  }
-  DBA_CloseDBA(&to);
-  DBA_CloseDBA(&from);
   if (!ok) FileIO_DeleteFile(to.path);
   return ok;
 }
@@ -217,29 +217,30 @@ bool ConvertOldest(const std::string& dir) {
   DbaFile names = Descriptor(dir, kNameSearchName, sizeof(KundeSuchEintrag));
   DbaFile banks = Descriptor(dir, kBankSearchName, sizeof(KundeBLZSuchEintrag));
   if (!HoldsRecordsOf(from, kSizeOldest)) return false;
-  DBA_NeueDBA(&names);
-  DBA_NeueDBA(&banks);
-  DBA_OpenDBA(&ext);
-  DBA_OpenDBA(&names);
-  DBA_OpenDBA(&banks);
-  bool ok = CopyConverted(from, to, KUNDE_RECORD_SIZE, KUNDE_VERSION, [&](int32_t n, const uint8_t* old, Kunde& out) {
-    MoveFields(old, kSizeOldest, out);
-    uint8_t extension[kExtensionSize];
-    if (DBA_GetDATA(&ext, n, extension, kExtensionSize)) {
-      std::memcpy(reinterpret_cast<uint8_t*>(&out) + kExtensionOffset, extension, kExtensionSize);
-    }
-    // Every number gets its entries afresh; a free one gets the zeroed
-    // entries a delete leaves, so that nothing a KundenDBA_Init wrote from
-    // the unconverted records can still be found.
-    const bool used = out.refCount != -1;
-    KundeSuchEintrag name = used ? NameEntry(out) : KundeSuchEintrag{};
-    DBA_SetDATA(&names, n, &name, sizeof name);
-    KundeBLZSuchEintrag bank = used ? BankEntry(out) : KundeBLZSuchEintrag{};
-    DBA_SetDATA(&banks, n, &bank, sizeof bank);
-  });
-  DBA_CloseDBA(&banks);
-  DBA_CloseDBA(&names);
-  DBA_CloseDBA(&ext);
+  dba::NeueDba(&names);
+  dba::NeueDba(&banks);
+  bool ok;
+  {
+    // Each of the three may be missing; its reads and writes then fail alone.
+    DbaOpen extOpen(&ext);
+    DbaOpen namesOpen(&names);
+    DbaOpen banksOpen(&banks);
+    ok = CopyConverted(from, to, KUNDE_RECORD_SIZE, KUNDE_VERSION, [&](int32_t n, const uint8_t* old, Kunde& out) {
+      MoveFields(old, kSizeOldest, out);
+      uint8_t extension[kExtensionSize];
+      if (dba::GetData(&ext, n, extension, kExtensionSize)) {
+        std::memcpy(reinterpret_cast<uint8_t*>(&out) + kExtensionOffset, extension, kExtensionSize);
+      }
+      // Every number gets its entries afresh; a free one gets the zeroed
+      // entries a delete leaves, so that nothing a KundenDBA_Init wrote from
+      // the unconverted records can still be found.
+      const bool used = out.refCount != -1;
+      KundeSuchEintrag name = used ? NameEntry(out) : KundeSuchEintrag{};
+      dba::SetData(&names, n, &name, sizeof name);
+      KundeBLZSuchEintrag bank = used ? BankEntry(out) : KundeBLZSuchEintrag{};
+      dba::SetData(&banks, n, &bank, sizeof bank);
+    });
+  }
   if (!ok || !SwapIn(dir, kOldestTarget, false)) return false;
   FileIO_DeleteFile(ext.path);
   return true;
@@ -251,14 +252,14 @@ int32_t CheckConversionRequired(const char* path) {
   if (path == nullptr) return 0;
   std::string dir = DirectoryOf(path);
   DbaFile f = Descriptor(dir, kCustomerName, KUNDE_RECORD_SIZE);
-  if (!DBA_InspectExistingDBA(&f)) return 0;
-  int32_t version = DBA_GetVersion(&f);
+  if (!dba::InspectExisting(&f)) return 0;
+  int32_t version = dba::GetVersion(&f);
   if (version == KUNDE_VERSION || version == 520 || version == 530) return version;
   if (version < 520 && FileIO_Exist(FileIn(dir, kExtensionName).c_str())) {
     return ConvertOldest(dir) ? KUNDE_VERSION : 0;
   }
   if (!HoldsRecordsOf(f, KUNDE_RECORD_SIZE)) return version;
-  DBA_SetVersion(&f, KUNDE_VERSION);
+  dba::SetVersion(&f, KUNDE_VERSION);
   return KUNDE_VERSION;
 }
 
@@ -294,28 +295,31 @@ int32_t MergeExtension(const char* path) {
   DbaFile customers = Descriptor(dir, kCustomerName, KUNDE_RECORD_SIZE);
   DbaFile ext = Descriptor(dir, kExtensionName, kExtensionSize);
   DbaFile names = Descriptor(dir, kNameSearchName, sizeof(KundeSuchEintrag));
-  DBA_NeueDBA(&names);
-  bool opened = DBA_OpenDBA(&customers) && DBA_OpenDBA(&ext) && DBA_OpenDBA(&names);
-  if (opened) {
-    WalkProgress progress(customers.path, DBA_UsedITEMs(&customers));
-    Kunde k;
-    for (int32_t n = DBA_FirstITEM(&customers, &k); n != 0; n = DBA_NextITEM(&customers, &k)) {
-      uint8_t extension[kExtensionSize];
-      if (DBA_GetDATA(&ext, n, extension, kExtensionSize)) {
-        std::memcpy(reinterpret_cast<uint8_t*>(&k) + kExtensionOffset, extension, kExtensionSize);
-        std::memset(k.referenceText, 0, sizeof k.referenceText);
-        DBA_SetDATA(&customers, n, &k, KUNDE_RECORD_SIZE);
+  dba::NeueDba(&names);
+  bool opened;
+  {
+    DbaOpen customersOpen(&customers);
+    DbaOpen extOpen(&ext);
+    DbaOpen namesOpen(&names);
+    opened = customersOpen && extOpen && namesOpen;
+    if (opened) {
+      Progress progress(customers.path, dba::UsedItems(&customers), kProgressEndReported);
+      Kunde k;
+      for (int32_t n = dba::FirstItem(&customers, &k); n != 0; n = dba::NextItem(&customers, &k)) {
+        uint8_t extension[kExtensionSize];
+        if (dba::GetData(&ext, n, extension, kExtensionSize)) {
+          std::memcpy(reinterpret_cast<uint8_t*>(&k) + kExtensionOffset, extension, kExtensionSize);
+          std::memset(k.referenceText, 0, sizeof k.referenceText);
+          dba::SetData(&customers, n, &k, KUNDE_RECORD_SIZE);
+        }
+        KundeSuchEintrag name = NameEntry(k);
+        dba::SetData(&names, n, &name, sizeof name);
+        progress.Step();
       }
-      KundeSuchEintrag name = NameEntry(k);
-      DBA_SetDATA(&names, n, &name, sizeof name);
-      progress.Step();
-    }
   }
-  DBA_CloseDBA(&names);
-  DBA_CloseDBA(&ext);
-  DBA_CloseDBA(&customers);
+  }
   if (!opened) return 0;
-  DBA_SetVersion(&customers, KUNDE_VERSION);
+  dba::SetVersion(&customers, KUNDE_VERSION);
   return FileIO_DeleteFile(ext.path) ? 1 : 0;
 }
 

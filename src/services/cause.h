@@ -43,7 +43,7 @@ void NoteSystemFailure(int32_t systemError, const char* format, ...)
 #endif
     ;
 // Records a refused argument and returns false, for `return Refuse("...")`.
-bool Refuse(const char* what);
+[[nodiscard]] bool Refuse(const char* what);
 
 // The cause recorded by the current call so far (kNone if none).
 Cause PendingCause();

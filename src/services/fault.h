@@ -24,7 +24,7 @@ void ArmExitAtWrite(int32_t after);
 // Disarms every fault.
 void Reset();
 // Called by the service layer: true when this call is to fail.
-bool Fire(Kind kind);
+[[nodiscard]] bool Fire(Kind kind);
 
 }  // namespace kv::fault
 

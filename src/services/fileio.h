@@ -35,7 +35,7 @@ constexpr char kPathSep = '\\';
 constexpr char kPathSep = '/';
 #endif
 
-inline bool IsPathSep(char c) { return c == '/' || c == '\\'; }
+[[nodiscard]] inline bool IsPathSep(char c) { return c == '/' || c == '\\'; }
 
 // Open an existing file for shared read/write (no create); -1 on failure.
 FileHandle FileIO_OpenRWS(const char* path);
@@ -193,9 +193,9 @@ FileHandle FileIO_OpenAppend(const char* path);
 
 // Case-insensitive wildcard match of a bare file name ('*', '?'; "*.*"
 // matches every name, as on Windows).
-bool WildcardMatch(const char* pattern, const char* name);
+[[nodiscard]] bool WildcardMatch(const char* pattern, const char* name);
 // Copies src into a 260-byte buffer; false (dst empty) when it does not fit.
-bool CopyPath(char* dst, const char* src);
+[[nodiscard]] bool CopyPath(char* dst, const char* src);
 
 // Directory of the module (shared library or executable) that contains the
 // library, with a trailing separator, into a 260-byte buffer; 1 on success.

@@ -15,7 +15,7 @@ namespace kv {
 // the pattern's last component with WildcardMatch: files only, or
 // directories only; never "." or "..". Order does not matter. False when the
 // pattern is unusable or the directory cannot be read.
-bool ListDirectoryMatches(const char* pattern, bool directories, std::vector<FindData>* out);
+[[nodiscard]] bool ListDirectoryMatches(const char* pattern, bool directories, std::vector<FindData>* out);
 
 // The path with every separator turned into kPathSep; empty when the path is
 // null, empty or too long (which then fails like a missing file).

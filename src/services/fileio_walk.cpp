@@ -11,6 +11,7 @@
 #include "services/fileio.h"
 #include "services/fileio_list.h"
 #include "services/platform.h"
+#include "services/process_state.h"
 
 namespace kv {
 
@@ -23,10 +24,7 @@ struct Listing {
   size_t next = 0;
 };
 
-Mutex& ListingMutex() {
-  static Mutex m;
-  return m;
-}
+Mutex& ListingMutex() { return ProcessMutex<struct DirectoryListings>(); }
 std::map<FindHandle, Listing>& Listings() {
   static std::map<FindHandle, Listing> table;
   return table;

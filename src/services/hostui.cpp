@@ -10,30 +10,29 @@
 #include "kvdata/kvhost.h"
 #include "services/hostui_impl.h"
 #include "services/platform.h"
+#include "services/process_state.h"
 
 namespace kv {
 
 namespace {
 
+// One host handler with the context it is called with; both are swapped as
+// one.
+template <class Fn>
+struct Hook {
+  Fn fn = nullptr;
+  void* context = nullptr;
+};
 struct Handlers {
-  KvMessageHandler message = nullptr;
-  void* messageContext = nullptr;
-  KvQuestionHandler question = nullptr;
-  void* questionContext = nullptr;
-  KvBeepHandler beep = nullptr;
-  void* beepContext = nullptr;
-  KvWaitCursorHandler waitCursor = nullptr;
-  void* waitCursorContext = nullptr;
-  KvProgressHandler progress = nullptr;
-  void* progressContext = nullptr;
-  KvFatalHandler fatal = nullptr;
-  void* fatalContext = nullptr;
+  Hook<KvMessageHandler> message;
+  Hook<KvQuestionHandler> question;
+  Hook<KvBeepHandler> beep;
+  Hook<KvWaitCursorHandler> waitCursor;
+  Hook<KvProgressHandler> progress;
+  Hook<KvFatalHandler> fatal;
 };
 
-Mutex& HandlersMutex() {
-  static Mutex m;
-  return m;
-}
+Mutex& HandlersMutex() { return ProcessMutex<struct HostHandlers>(); }
 Handlers& Installed() {
   static Handlers h;
   return h;
@@ -43,10 +42,11 @@ Handlers H() {
   MutexLock lock(HandlersMutex());
   return Installed();
 }
-template <class F>
-void Install(F change) {
+// Swaps one handler and its context as one.
+template <class Fn>
+void Install(Hook<Fn> Handlers::*hook, Fn f, void* c) {
   MutexLock lock(HandlersMutex());
-  change(Installed());
+  Installed().*hook = {f, c};
 }
 
 }  // namespace
@@ -56,11 +56,11 @@ int32_t HostMessageBox(const char* text, const char* caption, uint32_t flags) {
   const char* t = text ? text : "";
   Handlers h = H();
   if ((flags & 0x0Fu) == KV_MB_YESNO) {
-    int32_t yes = h.question ? h.question(c, t, flags, h.questionContext) : DefaultQuestion(c, t, flags);
+    int32_t yes = h.question.fn ? h.question.fn(c, t, flags, h.question.context) : DefaultQuestion(c, t, flags);
     return yes ? KV_IDYES : KV_IDNO;
   }
-  if (h.message) {
-    h.message(c, t, flags, h.messageContext);
+  if (h.message.fn) {
+    h.message.fn(c, t, flags, h.message.context);
   } else {
     DefaultMessage(c, t, flags);
   }
@@ -69,8 +69,8 @@ int32_t HostMessageBox(const char* text, const char* caption, uint32_t flags) {
 
 void HostBeep(uint32_t type) {
   Handlers h = H();
-  if (h.beep) {
-    h.beep(type, h.beepContext);
+  if (h.beep.fn) {
+    h.beep.fn(type, h.beep.context);
   } else {
     DefaultBeep(type);
   }
@@ -78,8 +78,8 @@ void HostBeep(uint32_t type) {
 
 void HostWaitCursor(bool on) {
   Handlers h = H();
-  if (h.waitCursor) {
-    h.waitCursor(on ? 1 : 0, h.waitCursorContext);
+  if (h.waitCursor.fn) {
+    h.waitCursor.fn(on ? 1 : 0, h.waitCursor.context);
   } else {
     DefaultWaitCursor(on);
   }
@@ -87,38 +87,26 @@ void HostWaitCursor(bool on) {
 
 void ReportProgress(int32_t event, int32_t dialog, int32_t value, const char* text) {
   Handlers h = H();
-  if (h.progress) h.progress(event, dialog, value, text, h.progressContext);
+  if (h.progress.fn) h.progress.fn(event, dialog, value, text, h.progress.context);
 }
 
 // The host hears of it first, in place of the message box; the process ends
 // whatever the handler does, since the caller cannot go on without what failed.
 void HostFatal(const char* text, const char* caption, int32_t exitCode) {
   Handlers h = H();
-  if (h.fatal) {
-    h.fatal(caption ? caption : "", text ? text : "", exitCode, h.fatalContext);
+  if (h.fatal.fn) {
+    h.fatal.fn(caption ? caption : "", text ? text : "", exitCode, h.fatal.context);
   } else {
     HostMessageBox(text, caption, KV_MB_OK);
   }
   ProcessExit(exitCode);
 }
 
-void SetMessageHandler(KvMessageHandler f, void* c) {
-  Install([&](Handlers& h) { h.message = f, h.messageContext = c; });
-}
-void SetQuestionHandler(KvQuestionHandler f, void* c) {
-  Install([&](Handlers& h) { h.question = f, h.questionContext = c; });
-}
-void SetBeepHandler(KvBeepHandler f, void* c) {
-  Install([&](Handlers& h) { h.beep = f, h.beepContext = c; });
-}
-void SetWaitCursorHandler(KvWaitCursorHandler f, void* c) {
-  Install([&](Handlers& h) { h.waitCursor = f, h.waitCursorContext = c; });
-}
-void SetProgressHandler(KvProgressHandler f, void* c) {
-  Install([&](Handlers& h) { h.progress = f, h.progressContext = c; });
-}
-void SetFatalHandler(KvFatalHandler f, void* c) {
-  Install([&](Handlers& h) { h.fatal = f, h.fatalContext = c; });
-}
+void SetMessageHandler(KvMessageHandler f, void* c) { Install(&Handlers::message, f, c); }
+void SetQuestionHandler(KvQuestionHandler f, void* c) { Install(&Handlers::question, f, c); }
+void SetBeepHandler(KvBeepHandler f, void* c) { Install(&Handlers::beep, f, c); }
+void SetWaitCursorHandler(KvWaitCursorHandler f, void* c) { Install(&Handlers::waitCursor, f, c); }
+void SetProgressHandler(KvProgressHandler f, void* c) { Install(&Handlers::progress, f, c); }
+void SetFatalHandler(KvFatalHandler f, void* c) { Install(&Handlers::fatal, f, c); }
 
 }  // namespace kv

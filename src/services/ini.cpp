@@ -6,21 +6,23 @@
 
 #include "services/fileio.h"
 #include "services/platform.h"
+#include "services/process_state.h"
 
 namespace kv {
 
 namespace {
-char g_settings[kMaxPath] = "";
+// Family state, one thread at a time (services/process_state.h).
+auto& SettingsFile() { return FamilyState<char[kMaxPath], struct SettingsPath>(); }
 }
 
 void INI_SetSettingsFile(const char* path) {
-  if (!CopyPath(g_settings, path)) g_settings[0] = '\0';
+  if (!CopyPath(SettingsFile(), path)) SettingsFile()[0] = '\0';
 }
 
 void INI_GetPathAndFile(char* directory, char* name) {
   char full[kMaxPath];
-  if (g_settings[0] != '\0') {
-    std::memcpy(full, g_settings, sizeof full);
+  if (SettingsFile()[0] != '\0') {
+    std::memcpy(full, SettingsFile(), sizeof full);
   } else {
     char dir[kMaxPath];
     if (!FileIO_GetModuleDirectory(dir)) dir[0] = '\0';

@@ -19,10 +19,10 @@ namespace kv {
 // The ranges one handle holds.
 class HeldRanges {
  public:
-  bool Overlaps(int64_t position, int64_t length) const;
+  [[nodiscard]] bool Overlaps(int64_t position, int64_t length) const;
   void Add(int64_t position, int64_t length) { ranges_.push_back({position, length}); }
   // Forgets exactly this range; false when it is not held.
-  bool RemoveExact(int64_t position, int64_t length);
+  [[nodiscard]] bool RemoveExact(int64_t position, int64_t length);
   void Clear() { ranges_.clear(); }
 
  private:
@@ -34,7 +34,7 @@ class HeldRanges {
 };
 
 // A range a lock may cover: position >= 0, length >= 1, end within int64.
-bool LockableRange(int64_t position, int64_t length);
+[[nodiscard]] bool LockableRange(int64_t position, int64_t length);
 
 enum class LockAttempt { kTaken, kBusy, kFailed };
 
@@ -42,7 +42,7 @@ enum class LockAttempt { kTaken, kBusy, kFailed };
 // while it is busy (another handle holds it) and `wait` is set, polls with
 // pauses growing from 1 to 16 ms up to the lock time-out. True when taken.
 template <typename TryOnce>
-bool PollLock(bool wait, TryOnce tryOnce) {
+[[nodiscard]] bool PollLock(bool wait, TryOnce tryOnce) {
   const int64_t deadline = MonotonicMs() + (wait ? FileIO_GetLockTimeout() : 0);
   int32_t pause = 1;
   for (;;) {

@@ -22,7 +22,7 @@ constexpr size_t kLockHolderMarkLength = sizeof kLockHolderMark - 1;
 // Bytes worth reading to see the whole line.
 constexpr size_t kLockHolderLineMax = 160;
 
-inline bool HasLockHolderMark(const char* bytes, size_t n) {
+[[nodiscard]] inline bool HasLockHolderMark(const char* bytes, size_t n) {
   return n >= kLockHolderMarkLength && std::memcmp(bytes, kLockHolderMark, kLockHolderMarkLength) == 0;
 }
 

@@ -34,19 +34,19 @@ std::string ResolvedNameCase(const std::string& path);
 // ignoring ASCII case; `found` gets its spelling on disk (the name itself
 // when it exists exactly so). False when there is none, or when the
 // platform folds case itself.
-bool FindEntryIgnoringCase(const std::string& directory, const std::string& name, std::string* found);
+[[nodiscard]] bool FindEntryIgnoringCase(const std::string& directory, const std::string& name, std::string* found);
 
 // The file of a family that keeps one file, from the path given to its Init:
 // the path itself, unless it names an existing directory or ends in a
 // separator; then the family's file name is appended. Resolved as above.
 // False (out empty) when the result does not fit in 260 characters.
-bool FamilyFilePath(const char* path, const char* fileName, char* out);
+[[nodiscard]] bool FamilyFilePath(const char* path, const char* fileName, char* out);
 
 // The data directory from a path inside it: the path itself when it names an
 // existing directory, else its directory part ("" when it has none). Ends in
 // a separator unless empty; resolved as above. False when path is null or
 // too long.
-bool DataDirectoryOf(const char* path, char* out);
+[[nodiscard]] bool DataDirectoryOf(const char* path, char* out);
 
 // directory (ending in a separator, or empty) + name, resolved; empty when
 // it does not fit.

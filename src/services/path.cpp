@@ -5,6 +5,7 @@
 #include "services/fileio.h"
 #include "services/platform.h"
 #include "services/ini.h"
+#include "services/process_state.h"
 
 namespace kv {
 
@@ -31,10 +32,7 @@ size_t DirectoryLength(const char* path) {
 // mutex, and a reader gets its own copy.
 namespace {
 char g_module_override[kMaxPath] = "";
-Mutex& OverrideMutex() {
-  static Mutex m;
-  return m;
-}
+Mutex& OverrideMutex() { return ProcessMutex<struct ModuleDirectoryOverride>(); }
 thread_local char t_override_copy[kMaxPath];
 }  // namespace
 

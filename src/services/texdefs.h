@@ -38,7 +38,7 @@ int32_t TEXDEFS_CODE39toID(const char* code39);
 
 // Helpers shared by the date functions.
 uint16_t DateFromYmd(int32_t year, int32_t month, int32_t day);  // 0 if invalid
-bool YmdFromDate(uint16_t date, int32_t* year, int32_t* month, int32_t* day);
+[[nodiscard]] bool YmdFromDate(uint16_t date, int32_t* year, int32_t* month, int32_t* day);
 uint16_t PackTimeOfDay(int32_t hour, int32_t minute, int32_t second);
 void UnpackTimeOfDay(uint16_t packed, int32_t* hour, int32_t* minute, int32_t* second);
 

@@ -10,7 +10,7 @@
 #include <thread>
 #include <vector>
 
-#include "index/idmap.h"
+#include "article/idmap.h"
 #include "index/keyfile.h"
 #include "index/keyfile_check.h"
 #include "kvdata/artlib.h"
@@ -132,7 +132,7 @@ class KeyFileTest : public kvtest::DataDirTest {
   BaumKeyDatei* OpenIdMap(const std::string& dataDir, const char* name) {
     BBAUMLIB_Exit(d_);
     path_ = file(name);
-    return d_ = kv::index::InitIdMapFile(dataDir.c_str(), name);
+    return d_ = kv::idmap::InitIdMapFile(dataDir.c_str(), name);
   }
   std::vector<int32_t> Chain() {
     std::vector<int32_t> chain;
@@ -424,8 +424,8 @@ TEST_F(KeyFileTest, IdMapFilesAreCreatedOrGrownWithEverySlotChained) {
   const auto image = kvtest::ReadFileBytes(path_);
   ASSERT_NE(OpenIdMap(dir() + "/", "MAPEANID.DBA"), nullptr);
   EXPECT_EQ(kvtest::ReadFileBytes(path_), image);
-  EXPECT_EQ(kv::index::InitIdMapFile(nullptr, "MAPALTID.DBA"), nullptr);
-  EXPECT_EQ(kv::index::InitIdMapFile(file("missing/").c_str(), "MAPALTID.DBA"), nullptr);
+  EXPECT_EQ(kv::idmap::InitIdMapFile(nullptr, "MAPALTID.DBA"), nullptr);
+  EXPECT_EQ(kv::idmap::InitIdMapFile(file("missing/").c_str(), "MAPALTID.DBA"), nullptr);
 }
 
 TEST_F(KeyFileTest, CheckReportsDamagedBalanceOrderAndChain) {

@@ -50,6 +50,7 @@
 #include "services/lockfile_mark.h"
 #include "services/platform.h"
 #include "services/syserror.h"
+#include "services/process_state.h"
 
 namespace kv {
 
@@ -64,10 +65,7 @@ struct HandleInfo {
 
 std::string HandlePath(FileHandle h);
 
-Mutex& TableMutex() {
-  static Mutex m;
-  return m;
-}
+Mutex& TableMutex() { return ProcessMutex<struct PosixHandleTable>(); }
 std::map<int, HandleInfo>& Handles() {
   static std::map<int, HandleInfo> table;
   return table;
@@ -156,14 +154,20 @@ FileHandle OpenWith(const char* path, int flags, fault::Kind kind) {
   return Register(OpenRegular(p, flags));
 }
 
-// One attempt at the kernel lock; true when taken.
-bool KernelLock(int fd, int64_t position, int64_t length, short type) {
+// The kernel's description of a byte range to lock (type) or unlock.
+struct flock RangeRequest(int64_t position, int64_t length, short type) {
   struct flock fl;
   std::memset(&fl, 0, sizeof fl);
   fl.l_type = type;
   fl.l_whence = SEEK_SET;
   fl.l_start = position;
   fl.l_len = length;
+  return fl;
+}
+
+// One attempt at the kernel lock; true when taken.
+bool KernelLock(int fd, int64_t position, int64_t length, short type) {
+  struct flock fl = RangeRequest(position, length, type);
   if (fcntl(fd, F_OFD_SETLK, &fl) == 0) return true;
   if (type == F_WRLCK && errno == EBADF) {
     // A read-only handle cannot hold a write lock; a shared read lock still
@@ -447,12 +451,7 @@ int32_t FileIO_Unlock(FileHandle h, int64_t position, int64_t length) {
   auto it = Handles().find(h);
   if (h < 0 || it == Handles().end()) return 0;
   if (!it->second.locks.RemoveExact(position, length)) return 0;
-  struct flock fl;
-  std::memset(&fl, 0, sizeof fl);
-  fl.l_type = F_UNLCK;
-  fl.l_whence = SEEK_SET;
-  fl.l_start = position;
-  fl.l_len = length;
+  struct flock fl = RangeRequest(position, length, F_UNLCK);
   fcntl(h, F_OFD_SETLK, &fl);
   return 1;
 }
@@ -466,12 +465,7 @@ int32_t FileIO_HoldsLock(FileHandle h, int64_t position, int64_t length) {
 
 int32_t FileIO_TestLock(FileHandle h, int64_t position, int64_t length) {
   if (!LockableRange(position, length) || !Known(h)) return -1;
-  struct flock fl;
-  std::memset(&fl, 0, sizeof fl);
-  fl.l_type = F_WRLCK;
-  fl.l_whence = SEEK_SET;
-  fl.l_start = position;
-  fl.l_len = length;
+  struct flock fl = RangeRequest(position, length, F_WRLCK);
   // F_OFD_GETLK reports a conflicting lock of any other open file
   // description, or of any process's classic record lock; this handle's own
   // locks never conflict with it.
@@ -611,12 +605,7 @@ int32_t FileIO_LockFileHolderAlive(const char* path) {
     ::close(fd);
     return 2;
   }
-  struct flock fl;
-  std::memset(&fl, 0, sizeof fl);
-  fl.l_type = F_WRLCK;
-  fl.l_whence = SEEK_SET;
-  fl.l_start = 0;
-  fl.l_len = 1;
+  struct flock fl = RangeRequest(0, 1, F_WRLCK);
   int32_t alive = 1;
   if (fcntl(fd, F_OFD_GETLK, &fl) == 0) alive = fl.l_type == F_UNLCK ? 0 : 1;
   ::close(fd);

@@ -37,6 +37,7 @@
 #include "services/lock_ranges.h"
 #include "services/lockfile_mark.h"
 #include "services/platform.h"
+#include "services/process_state.h"
 
 namespace kv {
 
@@ -56,10 +57,7 @@ struct Slot {
   int64_t position = 0;      // where the next read or write starts
 };
 
-Mutex& TableMutex() {
-  static Mutex m;
-  return m;
-}
+Mutex& TableMutex() { return ProcessMutex<struct Win32HandleTable>(); }
 // Slot i is FileHandle i; a free slot has INVALID_HANDLE_VALUE.
 std::vector<Slot>& Slots() {
   static std::vector<Slot> table;

@@ -1,14 +1,16 @@
-#include "article/fixed_records.h"
+#include "core/fixed_records.h"
 
 #include <cstdio>
 #include <cstring>
 #include <vector>
 
-#include "kvdata/dba.h"
+#include "core/nested_open.h"
 #include "services/action.h"
 #include "services/name_resolve.h"
 #include "services/cause.h"
+#include "services/le_fields.h"
 #include "services/platform.h"
+#include "services/progress.h"
 
 namespace kv::fixed {
 
@@ -60,36 +62,6 @@ bool WriteAt(FileHandle h, int64_t pos, const void* buffer, int32_t size) {
   return FileIO_Write(h, buffer, size) == size;
 }
 
-namespace {
-
-// Progress display of a walk over a file's records, advanced every k-th
-// record as the other walks of the library do.
-class Walk {
- public:
-  Walk(const char* title, int64_t total)
-      : dlg_(Action_OpenDlg(nullptr, 0)),
-        step_(DBA_GetAnzeigeTeiler(static_cast<int32_t>(total > INT32_MAX ? INT32_MAX : total))) {
-    Action_SetDlgTitel(dlg_, title);
-    Action_ProgressStart(dlg_, 1, static_cast<int32_t>(total > INT32_MAX ? INT32_MAX : total));
-  }
-  ~Walk() {
-    Action_ProgressTo(dlg_, done_);
-    Action_ProgressEnd(dlg_);
-    Action_CloseDlg(dlg_);
-  }
-  Walk(const Walk&) = delete;
-  Walk& operator=(const Walk&) = delete;
-  void Step() {
-    if (++done_ % step_ == 0) Action_ProgressTo(dlg_, done_);
-  }
-
- private:
-  ActionDlg dlg_;
-  int32_t step_;
-  int32_t done_ = 0;
-};
-
-}  // namespace
 
 static bool InRange(const File& f, int32_t n) {
   if (n >= 0 && n <= f.count) return true;
@@ -119,10 +91,8 @@ bool UnlockRecord(const File& f, int32_t n) {
 
 static void FreshHeader(uint8_t header[kHeaderSize]) {
   std::memset(header, 0, kHeaderSize);
-  int32_t version = kCurrentVersion;
-  uint32_t now = UnixTimeNow32();
-  std::memcpy(header, &version, 4);
-  std::memcpy(header + 4, &now, 4);
+  le::PutI32(header, 0, kCurrentVersion);
+  le::PutU32(header, 4, UnixTimeNow32());
 }
 
 static std::vector<uint8_t> EmptyRecord(int32_t size, ClearFn clear) {
@@ -140,7 +110,7 @@ bool Create(const File& f, ClearFn clear, ProgressFn progress, void* context) {
   bool ok = WriteAt(h, 0, header, kHeaderSize);
   std::vector<uint8_t> record = EmptyRecord(f.recordSize, clear);
   int32_t written = 0;
-  Walk walk(f.path, static_cast<int64_t>(f.count) + 1);
+  Progress walk(f.path, static_cast<int64_t>(f.count) + 1, kProgressEndReported);
   for (int32_t n = 0; ok && n <= f.count; ++n) {
     ok = FileIO_Write(h, record.data(), f.recordSize) == f.recordSize;
     if (!ok) break;
@@ -169,7 +139,7 @@ bool Enlarge(const File& f, ClearFn clear) {
       ok = WriteAt(h, size, record.data() + tail, f.recordSize - static_cast<int32_t>(tail));
       ++have;
     }
-    Walk walk(f.path, f.count + 1 - have);
+    Progress walk(f.path, f.count + 1 - have, kProgressEndReported);
     for (int64_t n = have; ok && n <= f.count; ++n) {
       ok = WriteAt(h, RecordPos(f.recordSize, static_cast<int32_t>(n)), record.data(), f.recordSize);
       walk.Step();
@@ -192,27 +162,23 @@ bool InitFile(File& f, const char* initPath, const char* name, int32_t recordSiz
 }
 
 bool ReadOnce(File& f, int32_t n, void* record) {
-  if (n < 0 || n > f.count || record == nullptr || Open(f) == kInvalidHandle) return false;
-  bool ok = ReadRecord(f, n, record);
-  Close(f);
-  return ok;
+  if (n < 0 || n > f.count || record == nullptr) return false;
+  FixedOpen open(&f);
+  return open && ReadRecord(f, n, record);
 }
 
 bool WriteOnce(File& f, int32_t n, const void* record) {
-  if (n < 0 || n > f.count || record == nullptr || Open(f) == kInvalidHandle) return false;
-  bool ok = WriteRecord(f, n, record);
-  Close(f);
-  return ok;
+  if (n < 0 || n > f.count || record == nullptr) return false;
+  FixedOpen open(&f);
+  return open && WriteRecord(f, n, record);
 }
 
 bool WriteLocked(File& f, int32_t n, const void* record) {
-  if (n < 0 || n > f.count || record == nullptr || Open(f) == kInvalidHandle) return false;
-  bool ok = LockRecord(f, n);
-  if (ok) {
-    ok = WriteRecord(f, n, record);
-    UnlockRecord(f, n);
-  }
-  Close(f);
+  if (n < 0 || n > f.count || record == nullptr) return false;
+  FixedOpen open(&f);
+  if (!open || !LockRecord(f, n)) return false;
+  const bool ok = WriteRecord(f, n, record);
+  (void)UnlockRecord(f, n);  // our own lock: nothing to do if it fails
   return ok;
 }
 
@@ -231,8 +197,7 @@ bool StampHeader(const char* path) {
   uint8_t header[kHeaderSize];
   bool ok = ReadAt(h, 0, header, kHeaderSize);
   if (ok) {
-    uint32_t now = UnixTimeNow32();
-    std::memcpy(header + 4, &now, 4);
+    le::PutU32(header, 4, UnixTimeNow32());
     ok = WriteAt(h, 0, header, kHeaderSize);
   }
   FileIO_Close(h);
@@ -243,7 +208,7 @@ bool StampHeader(const char* path) {
 // the end is carried as it is.
 static bool CopyRecords(const char* path, FileHandle from, FileHandle to, int64_t size, int32_t recordSize) {
   std::vector<uint8_t> record(static_cast<size_t>(recordSize));
-  Walk walk(path, (size - kHeaderSize + recordSize - 1) / recordSize);
+  Progress walk(path, (size - kHeaderSize + recordSize - 1) / recordSize, kProgressEndReported);
   for (int64_t pos = kHeaderSize; pos < size; pos += recordSize) {
     int32_t chunk = static_cast<int32_t>(size - pos < recordSize ? size - pos : recordSize);
     if (!ReadAt(from, pos, record.data(), chunk) || !WriteAt(to, pos, record.data(), chunk)) return false;
@@ -264,9 +229,8 @@ bool RewriteAsVersion(const char* path, int32_t recordSize, int32_t newVersion) 
   int64_t size = FileIO_Size(from);
   ok = ok && size >= kHeaderSize && ReadAt(from, 0, header, kHeaderSize);
   if (ok) {
-    uint32_t now = UnixTimeNow32();
-    std::memcpy(header, &newVersion, 4);
-    std::memcpy(header + 4, &now, 4);
+    le::PutI32(header, 0, newVersion);
+    le::PutU32(header, 4, UnixTimeNow32());
     ok = WriteAt(to, 0, header, kHeaderSize) && CopyRecords(path, from, to, size, recordSize);
   }
   FileIO_Close(from);

@@ -6,8 +6,8 @@
 // have in common (reference-counted open, positioned record I/O, creation,
 // enlargement, the copy / delete / rename rewrite) so that each family only
 // adds its own rules.
-#ifndef KV_ARTICLE_FIXED_RECORDS_H
-#define KV_ARTICLE_FIXED_RECORDS_H
+#ifndef KV_CORE_FIXED_RECORDS_H
+#define KV_CORE_FIXED_RECORDS_H
 
 #include <cstdint>
 
@@ -32,7 +32,7 @@ struct File {
 // directory or ends in a separator; then `name` is appended. An existing
 // file is found whatever the case of its name. Closes nothing. False when
 // the path does not fit.
-bool Setup(File& f, const char* initPath, const char* name, int32_t recordSize, int32_t count);
+[[nodiscard]] bool Setup(File& f, const char* initPath, const char* name, int32_t recordSize, int32_t count);
 // Reference-counted open (read-write, shared): the handle, or -1.
 FileHandle Open(File& f);
 // Drops one reference; the last closes the file.
@@ -50,34 +50,34 @@ inline int64_t RecordPos(int32_t recordSize, int32_t n) {
 // can make the file grow past its records. -1 for a bad handle.
 int32_t HighestRecord(FileHandle h, int32_t recordSize, int32_t count);
 // True when records first .. first + n - 1 all lie within HighestRecord.
-bool RecordsWithin(FileHandle h, int32_t recordSize, int32_t count, int32_t first, int32_t n);
+[[nodiscard]] bool RecordsWithin(FileHandle h, int32_t recordSize, int32_t count, int32_t first, int32_t n);
 
 // Positions and moves exactly `size` bytes; true only when all moved.
-bool ReadAt(FileHandle h, int64_t pos, void* buffer, int32_t size);
-bool WriteAt(FileHandle h, int64_t pos, const void* buffer, int32_t size);
+[[nodiscard]] bool ReadAt(FileHandle h, int64_t pos, void* buffer, int32_t size);
+[[nodiscard]] bool WriteAt(FileHandle h, int64_t pos, const void* buffer, int32_t size);
 
 // Record n of an open family file, n in 0 .. count; false otherwise.
-bool ReadRecord(const File& f, int32_t n, void* record);
-bool WriteRecord(const File& f, int32_t n, const void* record);
+[[nodiscard]] bool ReadRecord(const File& f, int32_t n, void* record);
+[[nodiscard]] bool WriteRecord(const File& f, int32_t n, const void* record);
 // Byte-range lock / unlock of the record's own bytes on the open handle.
-bool LockRecord(const File& f, int32_t n);
-bool UnlockRecord(const File& f, int32_t n);
+[[nodiscard]] bool LockRecord(const File& f, int32_t n);
+[[nodiscard]] bool UnlockRecord(const File& f, int32_t n);
 // As LockRecord without waiting for another handle's lock.
-bool TryLockRecord(const File& f, int32_t n);
+[[nodiscard]] bool TryLockRecord(const File& f, int32_t n);
 
 // Setup, then creates the file when it is missing (records 0 .. count,
 // each filled by clear) or enlarges it when it holds fewer. True when the
 // file is there with all its records.
 using ClearFn = void (*)(void* record);
-bool InitFile(File& f, const char* initPath, const char* name, int32_t recordSize, int32_t count,
+[[nodiscard]] bool InitFile(File& f, const char* initPath, const char* name, int32_t recordSize, int32_t count,
               ClearFn clear);
 // Open, read record n, close. False for n outside 0 .. count.
-bool ReadOnce(File& f, int32_t n, void* record);
+[[nodiscard]] bool ReadOnce(File& f, int32_t n, void* record);
 // Open, write record n, close (no lock: callers that read-modify-write
 // hold the record lock around both).
-bool WriteOnce(File& f, int32_t n, const void* record);
+[[nodiscard]] bool WriteOnce(File& f, int32_t n, const void* record);
 // Open, lock record n, write it, unlock, close.
-bool WriteLocked(File& f, int32_t n, const void* record);
+[[nodiscard]] bool WriteLocked(File& f, int32_t n, const void* record);
 
 // Called with the number of records written so far.
 using ProgressFn = void (*)(int32_t written, void* context);
@@ -86,23 +86,23 @@ using ProgressFn = void (*)(int32_t written, void* context);
 // 0 .. count, each filled by clear (all zero when clear is null). The
 // progress function, when given, is called after every 100th record.
 // True when every record was written.
-bool Create(const File& f, ClearFn clear, ProgressFn progress = nullptr, void* context = nullptr);
+[[nodiscard]] bool Create(const File& f, ClearFn clear, ProgressFn progress = nullptr, void* context = nullptr);
 // Appends empty records until the file holds 0 .. count and stamps the
 // header; true when it does afterwards (also when it already did).
-bool Enlarge(const File& f, ClearFn clear);
+[[nodiscard]] bool Enlarge(const File& f, ClearFn clear);
 
 // Header version of the file at path (opened on its own handle); 0 when it
 // cannot be opened or read.
 int32_t FileVersion(const char* path);
 // Sets the header's time stamp to now on a handle of its own.
-bool StampHeader(const char* path);
+[[nodiscard]] bool StampHeader(const char* path);
 
 // Rewrites the file at path under a new version number following the
 // protocol every upgrade keeps: copy header and records into
 // "<path>.<version>", delete the old file, rename the copy into place.
 // Records are copied whole, recordSize bytes at a time, at their positions.
-bool RewriteAsVersion(const char* path, int32_t recordSize, int32_t newVersion);
+[[nodiscard]] bool RewriteAsVersion(const char* path, int32_t recordSize, int32_t newVersion);
 
 }  // namespace kv::fixed
 
-#endif  // KV_ARTICLE_FIXED_RECORDS_H
+#endif  // KV_CORE_FIXED_RECORDS_H

@@ -1,20 +1,20 @@
 // The ID mapping files: key files with 44-byte records that map 32-byte
 // external identifiers (article IDs, EAN codes, ...) to numbers.
-#ifndef KV_INDEX_IDMAP_H
-#define KV_INDEX_IDMAP_H
+#ifndef KV_ARTICLE_IDMAP_H
+#define KV_ARTICLE_IDMAP_H
 
 #include <cstdint>
 
 #include "kvdata/bbaumlib.h"
 
-namespace kv::index {
+namespace kv::idmap {
 
 constexpr const char* kIdMapFileNames[] = {"MAPARTID.DBA", "MAPMWID.DBA", "MAPEANID.DBA", "MAPALTID.DBA"};
 constexpr int32_t kIdMapRecordSize = 44;
 constexpr int32_t kIdMapMinSlots = 64000;
 
 // Slots an ID mapping file should have: 64000, or the maximum number of
-// articles given to ARTLIB_Init where that is larger.
+// articles given to the article family's Init where that is larger.
 int32_t IdMapSlotCount();
 
 // Opens (creating it if missing) the ID mapping file fileName in dataDir
@@ -25,6 +25,6 @@ int32_t IdMapSlotCount();
 // file cannot be created.
 BaumKeyDatei* InitIdMapFile(const char* dataDir, const char* fileName);
 
-}  // namespace kv::index
+}  // namespace kv::idmap
 
-#endif  // KV_INDEX_IDMAP_H
+#endif  // KV_ARTICLE_IDMAP_H

@@ -1,51 +1,45 @@
 // ID mapping files on top of the key files.
-#include "index/idmap.h"
+#include "article/idmap.h"
 
 #include <cstring>
 
-#include "core/dba_progress.h"
 #include "index/keyfile.h"
-#include "kvdata/artlib.h"
-#include "services/action.h"
+#include "article/artlib.h"
+#include "services/progress.h"
 #include "services/fileio.h"
 #include "services/name_resolve.h"
 
-namespace kv::index {
+namespace kv::idmap {
+
+using namespace kv::index;
 
 namespace {
 
 // The key-file passes report through a plain function; while one runs for
-// an ID mapping file its progress goes to one host display.
-ActionDlg g_display = 0;
-int32_t g_displayStep = 1;
-int32_t g_displayTotal = 0;
+// an ID mapping file its progress goes to the display installed here, for
+// the thread that runs the pass.
+thread_local const Progress* g_display = nullptr;
 
 // Extension counts slots up.
 void ShowGrowth(int32_t slot) {
-  if (slot % g_displayStep == 0) Action_ProgressTo(g_display, slot);
+  if (g_display != nullptr) g_display->At(slot, slot);
 }
 
 // Chaining counts slots down to 0.
 void ShowChaining(int32_t slot) {
-  if (slot % g_displayStep == 0) Action_ProgressTo(g_display, g_displayTotal - slot);
+  if (g_display != nullptr) g_display->At(slot, g_display->total() - slot);
 }
 
-class ProgressDisplay {
+// A display that the passes of one scope report to.
+class PassDisplay {
  public:
-  ProgressDisplay(const char* title, int32_t total) {
-    g_display = Action_OpenDlg(nullptr, 0);
-    g_displayStep = dba::ProgressStep(total);
-    g_displayTotal = total;
-    Action_SetDlgTitel(g_display, title);
-    Action_ProgressStart(g_display, 1, total);
-  }
-  ~ProgressDisplay() {
-    Action_ProgressEnd(g_display);
-    Action_CloseDlg(g_display);
-    g_display = 0;
-  }
-  ProgressDisplay(const ProgressDisplay&) = delete;
-  ProgressDisplay& operator=(const ProgressDisplay&) = delete;
+  PassDisplay(const char* title, int32_t total) : progress_(title, total) { g_display = &progress_; }
+  ~PassDisplay() { g_display = nullptr; }
+  PassDisplay(const PassDisplay&) = delete;
+  PassDisplay& operator=(const PassDisplay&) = delete;
+
+ private:
+  Progress progress_;
 };
 
 }  // namespace
@@ -53,7 +47,7 @@ class ProgressDisplay {
 // The maps hold one key per article at most, so they follow the article
 // family's configured maximum (0 until ARTLIB_Init has run).
 int32_t IdMapSlotCount() {
-  const int32_t articles = ARTLIB_GetIniMaxArtikel();
+  const int32_t articles = artlib::max_count();
   return articles > kIdMapMinSlots ? articles : kIdMapMinSlots;
 }
 
@@ -77,7 +71,7 @@ BaumKeyDatei* InitIdMapFile(const char* dataDir, const char* fileName) {
   bool ok = true;
   if (!existed) {
     // A new file chains only every other slot; link them all.
-    ProgressDisplay display(fileName, d->slotCount);
+    PassDisplay display(fileName, d->slotCount);
     ok = KeyFileRebuildFreeList(d, ShowChaining) == 1;
   } else {
     const int32_t onDisk = KeyFileSlotsInSize(kIdMapRecordSize, FileIO_Size(d->handle));
@@ -85,7 +79,7 @@ BaumKeyDatei* InitIdMapFile(const char* dataDir, const char* fileName) {
       d->slotCount = onDisk;  // never hide keys in the upper slots
     } else if (onDisk < wanted && onDisk >= 1) {
       d->slotCount = onDisk;
-      ProgressDisplay display(fileName, wanted);
+      PassDisplay display(fileName, wanted);
       ok = KeyFileExtend(d, ShowGrowth, wanted) == 1 && KeyFileRebuildFreeList(d, ShowChaining) == 1;
     }
   }
@@ -97,4 +91,4 @@ BaumKeyDatei* InitIdMapFile(const char* dataDir, const char* fileName) {
   return d;
 }
 
-}  // namespace kv::index
+}  // namespace kv::idmap
