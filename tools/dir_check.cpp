@@ -234,9 +234,12 @@ bool LoadDba(CheckContext& c, const std::string& name, int32_t recordSize, int32
   if (recordSize <= 0) return false;
   // Item 0 is a gap that exists once item 1 has been appended.
   img->slotsInFile = body >= recordSize ? static_cast<int32_t>(std::min<int64_t>(body / recordSize - 1, DBA_MAX_SLOTS)) : 0;
+  // An append cut by a crash (a write of one item is not atomic across
+  // pages) leaves part of an item past the last whole one. No header or
+  // chain names it, and the next append writes its item over it.
   if (body % recordSize != 0) {
-    c.Add(true, name, img->slotsInFile + 1,
-          Format("the file ends in %lld bytes of a partial item (record size %d)",
+    c.Add(false, name, img->slotsInFile + 1,
+          Format("the file ends in %lld bytes of a cut append (record size %d); the next new item writes over them",
                  static_cast<long long>(body % recordSize), recordSize),
           RepairKind::kNone);
   }
