@@ -13,6 +13,7 @@
 
 #include <unistd.h>
 
+#include "core/dba_file.h"
 #include "index/keyfile_check.h"
 #include "kvdata/artlib.h"
 #include "kvdata/auftragdba.h"
@@ -62,13 +63,7 @@ void ExpectAtMost(const std::string& path, int64_t limit) {
 }
 
 DbaFile Descriptor(const std::string& path, int32_t recordSize, int32_t capacity) {
-  DbaFile f;
-  std::memset(&f, 0, sizeof f);
-  f.handle = -1;
-  f.recordSize = recordSize;
-  f.idCapacity = capacity;
-  std::snprintf(f.path, sizeof f.path, "%s", path.c_str());
-  return f;
+  return kv::dba::Describe(path.c_str(), recordSize, capacity);
 }
 
 int32_t Word(const uint8_t* data, size_t size, size_t at) {

@@ -5,6 +5,8 @@
 #include <cstring>
 #include <ctime>
 
+#include "core/dba_file.h"
+
 namespace kvtool {
 
 int32_t GuessRecordSize(const std::string& path, const DbaHeader& h, int64_t fileSize, int32_t given) {
@@ -29,13 +31,7 @@ int32_t GuessRecordSize(const std::string& path, const DbaHeader& h, int64_t fil
 }
 
 DbaFile DescribeDba(const std::string& path, int32_t recordSize, int32_t capacity) {
-  DbaFile f;
-  std::memset(&f, 0, sizeof f);
-  f.handle = -1;
-  f.recordSize = recordSize;
-  f.idCapacity = capacity;
-  std::snprintf(f.path, sizeof f.path, "%s", path.c_str());
-  return f;
+  return kv::dba::Describe(path.c_str(), recordSize, capacity);
 }
 
 std::string FormatUnixTime(uint32_t seconds) {

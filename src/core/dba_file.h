@@ -5,11 +5,26 @@
 #define KV_CORE_DBA_FILE_H
 
 #include <cstdint>
+#include <cstdio>
+#include <cstring>
 
 #include "kvdata/dba.h"
 #include "services/fileio.h"
 
 namespace kv::dba {
+
+// A closed descriptor of the file at path, as a caller of DBA_InitDBA or
+// DBA_OpenDBA fills it: no handle yet, the record size and the identifier
+// table capacity (0: none).
+inline DbaFile Describe(const char* path, int32_t recordSize, int32_t capacity) {
+  DbaFile f;
+  std::memset(&f, 0, sizeof f);
+  f.handle = -1;
+  f.recordSize = recordSize;
+  f.idCapacity = capacity;
+  std::snprintf(f.path, sizeof f.path, "%s", path);
+  return f;
+}
 
 int32_t NeueDba(DbaFile* f);
 DbaFile* InitDba(DbaFile* f);

@@ -8,19 +8,14 @@
 #include <string>
 #include <vector>
 
+#include "core/dba_file.h"
 #include "kvdata/dba.h"
 #include "kvtest.h"
 
 namespace kvtest {
 
 inline DbaFile MakeDba(const std::string& path, int32_t recordSize, int32_t capacity) {
-  DbaFile f;
-  std::memset(&f, 0, sizeof f);
-  f.handle = -1;
-  f.recordSize = recordSize;
-  f.idCapacity = capacity;
-  std::snprintf(f.path, sizeof f.path, "%s", path.c_str());
-  return f;
+  return kv::dba::Describe(path.c_str(), recordSize, capacity);
 }
 
 inline DbaHeader ReadHeader(const std::string& path) {
