@@ -358,7 +358,9 @@ void RunNumbers(const std::string& dir, const uint8_t* data, size_t size) {
   Nummern_Init((dir + "x").c_str());
   int32_t value = 0;
   for (int32_t i = 0; i <= 12; ++i) Nummern_NummernLesen(&value, i);
-  Nummern_NummernSchreiben(value + 1, 2);
+  // The counter read may be any word, INT32_MAX included: count on as the
+  // file's 32-bit word does.
+  Nummern_NummernSchreiben(static_cast<int32_t>(static_cast<uint32_t>(value) + 1u), 2);
   AUFTRAGDBA_Init(0, (dir + "AFT*.DAT").c_str());
   AUFTRAGDBA_NextFreeAuftrag();
   ExpectAtMost(dir + "NUMMERN.DAT", std::max<int64_t>(static_cast<int64_t>(size), 800));
