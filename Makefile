@@ -62,8 +62,11 @@ fuzz-build:
 fuzz: fuzz-build
 	@FUZZ_SECONDS=$(FUZZ_SECONDS) scripts/run_fuzz.sh build-fuzz $(FUZZ_TARGETS)
 
+# The short run for CI starts from the seeds with a fixed random seed: it
+# repeats the same inputs on every machine, so it checks that nothing found
+# before has come back; `make fuzz` is the one that explores.
 fuzz-ci: fuzz-build
-	@FUZZ_SECONDS=30 scripts/run_fuzz.sh build-fuzz $(FUZZ_TARGETS)
+	@FUZZ_SECONDS=30 FUZZ_SEED=1 scripts/run_fuzz.sh build-fuzz $(FUZZ_TARGETS)
 
 # The optimised user build (no tests, no -Werror), then every benchmark.
 bench:

@@ -1,11 +1,15 @@
 #!/usr/bin/env bash
 # Runs each fuzz target for FUZZ_SECONDS over its corpus and prints its
 # execution count. Usage: run_fuzz.sh <build dir> <target>...
+# FUZZ_SEED, when set, fixes libFuzzer's random seed, so that a run from the
+# same corpus tries the same inputs in the same order.
 # Exit status 1 when any target found a crash, a leak or a time-out.
 set -u
 build=$1
 shift
 seconds=${FUZZ_SECONDS:-30}
+seed=()
+[ -n "${FUZZ_SEED:-}" ] && seed=(-seed="$FUZZ_SEED")
 status=0
 summary=()
 for t in "$@"; do
@@ -13,7 +17,7 @@ for t in "$@"; do
   mkdir -p "$corpus"
   log="$build/fuzz-$t.log"
   "$build/fuzz/fuzz_$t" "$corpus" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 \
-    -artifact_prefix="$build/crash-$t-" -print_final_stats=1 >"$log" 2>&1
+    -artifact_prefix="$build/crash-$t-" -print_final_stats=1 "${seed[@]}" >"$log" 2>&1
   rc=$?
   runs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log" | tail -1)
   if [ "$rc" -ne 0 ]; then
