@@ -24,6 +24,7 @@ class HeldRanges {
   // Forgets exactly this range; false when it is not held.
   [[nodiscard]] bool RemoveExact(int64_t position, int64_t length);
   void Clear() { ranges_.clear(); }
+  [[nodiscard]] bool Empty() const { return ranges_.empty(); }
 
  private:
   struct Range {

@@ -8,6 +8,11 @@
 #include <cstring>
 #include <string>
 
+#if !defined(_WIN32)
+#include <sys/wait.h>
+#include <unistd.h>
+#endif
+
 #include "kvtest.h"
 #include "services/fileio.h"
 #include "services/platform.h"
@@ -135,6 +140,76 @@ TEST_F(FileSharingTest, ALockFileExcludesOtherProcessesWhileItsHolderLives) {
   EXPECT_NE(mine, kInvalidHandle);
   FileIO_Close(mine);
 }
+
+// Another station's turn on a data file this process has just closed: it
+// must be able to lock what the closed handle had locked, and the file it
+// puts under the name by a rename is the one this process opens next.
+KVTEST_WORKER(replace_closed_file) {
+  const std::string& name = args.at(0);
+  FileHandle h = FileIO_OpenRWS(name.c_str());
+  if (h == kInvalidHandle) return 2;
+  const int32_t locked = FileIO_TryLock(h, 0, 4);
+  FileIO_Close(h);
+  if (locked != 1) return 3;
+  const std::string fresh = name + ".NEW";
+  FileHandle n = FileIO_CreateRWS(fresh.c_str());
+  if (n == kInvalidHandle || FileIO_Write(n, "new!", 4) != 4) return 4;
+  FileIO_Close(n);
+  if (FileIO_DeleteFile(name.c_str()) != 1 || FileIO_RenameFile(fresh.c_str(), name.c_str()) != 1) return 5;
+  return 0;
+}
+
+TEST_F(FileSharingTest, AReopenFindsTheFileTheNameHoldsNowAndNoLockOfTheClosedHandle) {
+  std::string p = MakeFile("KUNDEN.DBA", "old.");
+  for (int round = 0; round < 2; ++round) {
+    FileHandle h = FileIO_OpenRWS(p.c_str());
+    ASSERT_NE(h, kInvalidHandle);
+    char buf[4] = {};
+    ASSERT_EQ(FileIO_Read(h, buf, 4), 4);
+    ASSERT_EQ(FileIO_TryLock(h, 0, 4), 1);
+    FileIO_Close(h);  // the lock goes with the handle
+    kvtest::Worker w = kvtest::SpawnWorker("replace_closed_file", {p});
+    ASSERT_EQ(kvtest::WaitWorker(w), 0) << "round " << round;
+    h = FileIO_OpenRWS(p.c_str());
+    ASSERT_NE(h, kInvalidHandle);
+    ASSERT_EQ(FileIO_Read(h, buf, 4), 4);
+    EXPECT_EQ(std::string(buf, 4), "new!") << "round " << round;
+    ASSERT_EQ(FileIO_SetPos(h, 0), 0);
+    EXPECT_EQ(FileIO_Write(h, "mine", 4), 4);
+    FileIO_Close(h);
+    EXPECT_EQ(Text(p), "mine");
+  }
+}
+
+#if !defined(_WIN32)
+// A program that forks without exec: parent and child are two holders of
+// locks, even on a file the parent had opened and closed before the fork.
+TEST_F(FileSharingTest, AForkedChildLocksAgainstItsParent) {
+  std::string p = MakeFile("ARTIKEL.DBA", "0123456789");
+  FileIO_Close(FileIO_OpenRWS(p.c_str()));
+  const std::string held = file("child-holds");
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    FileHandle h = FileIO_OpenRWS(p.c_str());
+    const bool ok = h != kInvalidHandle && FileIO_TryLock(h, 2, 3) == 1;
+    if (ok) FileIO_Close(FileIO_CreateRWS(held.c_str()));
+    for (int i = 0; i < 500 && ok && FileIO_Exist(p.c_str()); ++i) SleepMs(10);
+    _exit(ok ? 0 : 1);
+  }
+  const bool childHolds = kvtest::AwaitFile(held);
+  FileHandle h = FileIO_OpenRWS(p.c_str());
+  ASSERT_NE(h, kInvalidHandle);
+  const int32_t mine = FileIO_TryLock(h, 3, 1);
+  FileIO_Close(h);
+  ASSERT_EQ(FileIO_DeleteFile(p.c_str()), 1);  // lets the child go
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  ASSERT_TRUE(childHolds);
+  EXPECT_EQ(mine, 0) << "the parent took a range its child holds";
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+}
+#endif
 
 TEST_F(FileSharingTest, WildcardsMatchTheLongNamesOnly) {
   MakeFile("KUNDEN.DBA", "1");

@@ -19,10 +19,17 @@
 // that position and advance it: a record move is one system call instead of
 // a seek plus a read. The kernel's own file offset is not used (except by
 // append handles, whose writes always go to the end).
+//
+// Closing a handle of a data file on a local file system keeps the
+// descriptor for a while instead (see "Kept descriptors" below): the
+// families open and close their files in every call, and the next open of
+// the same name then costs one stat instead of open, fstat, fcntl and close.
 #include <dirent.h>
+#include <pthread.h>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #if defined(__linux__)
 #include <sys/statfs.h>
 #include <sys/utsname.h>
@@ -56,11 +63,49 @@ namespace kv {
 
 namespace {
 
+// What names the file an open found: a later open of the same name finds
+// the same file, with the same outcome, only while all of it still holds.
+struct Identity {
+  dev_t device = 0;
+  ino_t inode = 0;
+  mode_t mode = 0;
+  uid_t owner = 0;
+  gid_t group = 0;
+
+  bool operator==(const Identity&) const = default;
+};
+
+// The identity of a path (fd = -1) or of an open descriptor (path = ""),
+// and whether it is a regular file. Asks for neither time on purpose: where
+// the kernel hands out fine-grained times (Linux 6.13 and later), a stat
+// that reads the change time makes the next write of the file take a fresh
+// time and log the inode, which costs more than the write itself.
+bool IdentityOf(int fd, const char* path, Identity* out) {
+#if defined(STATX_INO)
+  struct statx sx;
+  const unsigned mask = STATX_TYPE | STATX_MODE | STATX_UID | STATX_GID | STATX_INO;
+  if (statx(fd < 0 ? AT_FDCWD : fd, path, fd < 0 ? 0 : AT_EMPTY_PATH, mask, &sx) != 0) return false;
+  if ((sx.stx_mask & mask) != mask) return false;
+  *out = {static_cast<dev_t>(makedev(sx.stx_dev_major, sx.stx_dev_minor)), static_cast<ino_t>(sx.stx_ino),
+          static_cast<mode_t>(sx.stx_mode), static_cast<uid_t>(sx.stx_uid), static_cast<gid_t>(sx.stx_gid)};
+#else
+  struct stat st;
+  if ((fd < 0 ? stat(path, &st) : fstat(fd, &st)) != 0) return false;
+  *out = {st.st_dev, st.st_ino, st.st_mode, st.st_uid, st.st_gid};
+#endif
+  return S_ISREG(out->mode);
+}
+
 struct HandleInfo {
   HeldRanges locks;           // ranges locked through this handle
   std::string deleteOnClose;  // path to remove when the handle closes
   int64_t position = 0;       // where the next read or write starts
   bool append = false;        // writes go to the end (O_APPEND)
+  // Set for a plain open of an existing file on a local file system: its
+  // descriptor may be kept when the handle closes (see KeepOrClose).
+  std::string keepAs;         // the native path it was opened by
+  int openFlags = 0;          // O_RDONLY or O_RDWR
+  Identity identity;
 };
 
 std::string HandlePath(FileHandle h);
@@ -121,39 +166,6 @@ FileHandle Register(int fd, const std::string& deletePath = {}) {
   return fd;
 }
 
-// Opens a regular file and nothing else. A FIFO, a device or a socket in
-// place of a data file would block the open (a FIFO without a writer) or
-// every read after it, and a process holding the log lock meanwhile would
-// stop a whole installation. So the open itself never waits (O_NONBLOCK),
-// fstat decides, and anything but a regular file fails like a missing one.
-// Regular files ignore O_NONBLOCK; it is cleared anyway so that the handle
-// behaves exactly as a plain open would.
-int OpenRegular(const std::string& p, int flags) {
-  int fd;
-  do {
-    fd = ::open(p.c_str(), flags | O_CLOEXEC | O_NONBLOCK, 0666);
-  } while (fd < 0 && errno == EINTR);
-  if (fd < 0) return -1;
-  struct stat st;
-  if (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
-    ::close(fd);
-    errno = ENOENT;
-    return -1;
-  }
-  const int status = fcntl(fd, F_GETFL);
-  if (status == -1 || fcntl(fd, F_SETFL, status & ~O_NONBLOCK) == -1) {
-    ::close(fd);
-    return -1;
-  }
-  return fd;
-}
-
-FileHandle OpenWith(const char* path, int flags, fault::Kind kind) {
-  std::string p = NativePath(path);
-  if (p.empty() || fault::Fire(kind)) return kInvalidHandle;
-  return Register(OpenRegular(p, flags));
-}
-
 // The kernel's description of a byte range to lock (type) or unlock.
 struct flock RangeRequest(int64_t position, int64_t length, short type) {
   struct flock fl;
@@ -163,6 +175,186 @@ struct flock RangeRequest(int64_t position, int64_t length, short type) {
   fl.l_start = position;
   fl.l_len = length;
   return fl;
+}
+
+// Opens a regular file and nothing else. A FIFO, a device or a socket in
+// place of a data file would block the open (a FIFO without a writer) or
+// every read after it, and a process holding the log lock meanwhile would
+// stop a whole installation. So the open itself never waits (O_NONBLOCK),
+// fstat decides, and anything but a regular file fails like a missing one.
+// Regular files ignore O_NONBLOCK; it is cleared anyway so that the handle
+// behaves exactly as a plain open would. F_SETFL changes only the status
+// flags, so the flags of the open minus O_NONBLOCK are exactly what a plain
+// open would have left.
+int OpenRegular(const std::string& p, int flags, Identity* found = nullptr) {
+  int fd;
+  do {
+    fd = ::open(p.c_str(), flags | O_CLOEXEC | O_NONBLOCK, 0666);
+  } while (fd < 0 && errno == EINTR);
+  if (fd < 0) return -1;
+  Identity st;
+  if (!IdentityOf(fd, "", &st)) {
+    ::close(fd);
+    errno = ENOENT;
+    return -1;
+  }
+  if (fcntl(fd, F_SETFL, flags & ~O_NONBLOCK) == -1) {
+    ::close(fd);
+    return -1;
+  }
+  if (found != nullptr) *found = st;
+  return fd;
+}
+
+// ---- Kept descriptors ---------------------------------------------------------
+//
+// A closed handle of a data file keeps its descriptor here, and the next
+// open of the same name with the same access takes it back when a stat of
+// the name shows the very file it was opened on (device, inode) with the
+// same mode and owner: then a fresh open would have found the same file and
+// succeeded, and the kept descriptor is as good as a new one.
+//
+// What makes that hold:
+// - Only local file systems (those whose times FileIO_Stamp can judge): a
+//   network client's stat may answer from its attribute cache and miss a
+//   rename by another station, where an open asks the server.
+// - A kept descriptor holds no lock: the ranges its handle still held are
+//   released when it is kept, as a close would release them.
+// - A file renamed over, deleted or made again under the name has another
+//   inode (the kept descriptor holds the old one, so its number cannot be
+//   reused meanwhile): the stat tells, the descriptor is closed and a
+//   normal open follows.
+// - A forked child closes the kept descriptors it inherited: sharing one
+//   open file description with the parent would merge the two processes'
+//   locks on it.
+// - Names this process deletes, renames or creates drop their kept
+//   descriptors at once, so that no deleted file stays allocated.
+// Windows keeps nothing: an open handle there stands in the way of a
+// rename or delete by another station.
+struct KeptDescriptor {
+  std::string path;
+  int flags;
+  int fd;
+  Identity identity;
+};
+constexpr size_t kMaxKept = 16;
+
+std::vector<KeptDescriptor>& KeptDescriptors() {
+  static std::vector<KeptDescriptor> kept;
+  return kept;
+}
+
+// The table is held across the fork, so that the child finds it whole.
+void HoldTableForFork() { TableMutex().Lock(); }
+void ReleaseTableAfterFork() { TableMutex().Unlock(); }
+void ForgetKeptInChild() {
+  // The child's copies only: the parent's descriptors are its own.
+  for (const KeptDescriptor& k : KeptDescriptors()) ::close(k.fd);
+  KeptDescriptors().clear();
+  TableMutex().Unlock();
+}
+
+// Closes the kept descriptors of one name (every name when path is null).
+void DropKept(const std::string* path) {
+  std::vector<int> close;
+  {
+    MutexLock lock(TableMutex());
+    auto& kept = KeptDescriptors();
+    for (auto it = kept.begin(); it != kept.end();) {
+      if (path == nullptr || it->path == *path) {
+        close.push_back(it->fd);
+        it = kept.erase(it);
+      } else {
+        ++it;
+      }
+    }
+  }
+  for (int fd : close) ::close(fd);
+}
+
+bool LocalFileSystem(int fd, dev_t device);
+
+// A kept descriptor for this open, or -1.
+int TakeKept(const std::string& p, int flags, Identity* identity) {
+  {
+    MutexLock lock(TableMutex());
+    auto& kept = KeptDescriptors();
+    if (std::none_of(kept.begin(), kept.end(), [&](const KeptDescriptor& k) { return k.path == p; })) return -1;
+  }
+  Identity now;
+  const bool named = IdentityOf(-1, p.c_str(), &now);
+  int fd = -1;
+  std::vector<int> stale;
+  {
+    MutexLock lock(TableMutex());
+    auto& kept = KeptDescriptors();
+    for (auto it = kept.begin(); it != kept.end();) {
+      if (it->path != p) {
+        ++it;
+      } else if (!named || !(it->identity == now)) {
+        stale.push_back(it->fd);
+        it = kept.erase(it);
+      } else if (fd < 0 && it->flags == flags) {
+        fd = it->fd;
+        *identity = it->identity;
+        it = kept.erase(it);
+      } else {
+        ++it;
+      }
+    }
+  }
+  for (int s : stale) ::close(s);
+  return fd;
+}
+
+// Closes the descriptor of a handle that is gone from the table, or keeps it.
+void KeepOrClose(int fd, const HandleInfo& info) {
+  if (info.keepAs.empty()) {
+    ::close(fd);
+    return;
+  }
+  if (!info.locks.Empty()) {
+    // What the close would have done: no lock outlives its handle.
+    struct flock fl = RangeRequest(0, 0, F_UNLCK);
+    fcntl(fd, F_OFD_SETLK, &fl);
+  }
+  static const bool forkHandled = pthread_atfork(HoldTableForFork, ReleaseTableAfterFork, ForgetKeptInChild) == 0;
+  if (!forkHandled) {
+    ::close(fd);
+    return;
+  }
+  int evicted = -1;
+  {
+    MutexLock lock(TableMutex());
+    auto& kept = KeptDescriptors();
+    if (kept.size() >= kMaxKept) {
+      evicted = kept.front().fd;
+      kept.erase(kept.begin());
+    }
+    kept.push_back({info.keepAs, info.openFlags, fd, info.identity});
+  }
+  if (evicted >= 0) ::close(evicted);
+}
+
+FileHandle OpenWith(const char* path, int flags, fault::Kind kind) {
+  std::string p = NativePath(path);
+  if (p.empty() || fault::Fire(kind)) return kInvalidHandle;
+  const bool plain = flags == O_RDONLY || flags == O_RDWR;
+  Identity identity;
+  int fd = plain ? TakeKept(p, flags, &identity) : -1;
+  if (fd < 0) {
+    if (!plain) DropKept(&p);  // a create or append may change what the name holds
+    fd = OpenRegular(p, flags, &identity);
+    if (fd < 0) return kInvalidHandle;
+    if (!plain || !LocalFileSystem(fd, identity.device)) return Register(fd);
+  }
+  FileHandle h = Register(fd);
+  MutexLock lock(TableMutex());
+  HandleInfo& info = Handles()[h];
+  info.keepAs = std::move(p);
+  info.openFlags = flags;
+  info.identity = identity;
+  return h;
 }
 
 // One attempt at the kernel lock; true when taken.
@@ -272,17 +464,17 @@ FileHandle FileIO_CreateRWS(const char* path) {
 
 void FileIO_Close(FileHandle h) {
   if (h < 0) return;
-  std::string remove;
+  HandleInfo info;
   {
     MutexLock lock(TableMutex());
     auto it = Handles().find(h);
     if (it == Handles().end()) return;
-    remove = it->second.deleteOnClose;
+    info = std::move(it->second);
     Handles().erase(it);
   }
   // Unlink before close: while the name exists its holder's lock is held.
-  if (!remove.empty()) ::unlink(remove.c_str());
-  ::close(h);
+  if (!info.deleteOnClose.empty()) ::unlink(info.deleteOnClose.c_str());
+  KeepOrClose(h, info);
 }
 
 int64_t FileIO_SetPos(FileHandle h, int64_t position) {
@@ -307,9 +499,18 @@ int64_t FileIO_GetPos(FileHandle h) {
 }
 
 int64_t FileIO_Size(FileHandle h) {
+  if (!Known(h)) return -1;
+#if defined(STATX_SIZE)
+  // The size alone: asking for the times too would make the append that
+  // usually follows take a fresh time stamp (see IdentityOf).
+  struct statx sx;
+  if (statx(h, "", AT_EMPTY_PATH, STATX_SIZE, &sx) != 0 || (sx.stx_mask & STATX_SIZE) == 0) return -1;
+  return static_cast<int64_t>(sx.stx_size);
+#else
   struct stat st;
-  if (!Known(h) || fstat(h, &st) != 0) return -1;
+  if (fstat(h, &st) != 0) return -1;
   return st.st_size;
+#endif
 }
 
 namespace {
@@ -360,6 +561,8 @@ Times TimesOf(FileHandle h, dev_t device) {
 #else
 Times TimesOf(FileHandle, dev_t) { return Times::kUntrusted; }
 #endif
+
+bool LocalFileSystem(int fd, dev_t device) { return TimesOf(fd, device) != Times::kUntrusted; }
 
 int64_t Nanoseconds(const struct timespec& t) { return int64_t{t.tv_sec} * 1000000000 + t.tv_nsec; }
 
@@ -501,12 +704,15 @@ int32_t FileIO_PathCreate(const char* directory) { return FileIO_MakeMultiPath(d
 
 int32_t FileIO_DeleteFile(const char* path) {
   std::string p = NativePath(path);
+  DropKept(&p);
   return !p.empty() && FileIO_Exist(path) && ::unlink(p.c_str()) == 0 ? 1 : 0;
 }
 
 int32_t FileIO_RenameFile(const char* oldPath, const char* newPath) {
   std::string from = NativePath(oldPath), to = NativePath(newPath);
   if (from.empty() || to.empty() || fault::Fire(fault::Kind::Rename)) return 0;
+  DropKept(&from);
+  DropKept(&to);
   if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return 1;
   if (errno != EINVAL && errno != ENOSYS) return 0;
   // File systems without RENAME_NOREPLACE: link + unlink refuses a target too.
@@ -517,6 +723,7 @@ int32_t FileIO_RenameFile(const char* oldPath, const char* newPath) {
 int32_t FileIO_CopyFile(const char* source, const char* target, int32_t failIfExists) {
   std::string from = NativePath(source), to = NativePath(target);
   if (from.empty() || to.empty()) return 0;
+  DropKept(&to);
   int in = OpenRegular(from, O_RDONLY);
   if (in < 0) return 0;
   int out = OpenRegular(to, O_WRONLY | O_CREAT | (failIfExists ? O_EXCL : O_TRUNC));
