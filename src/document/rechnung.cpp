@@ -128,30 +128,30 @@ int32_t Delete(int32_t number) {
 
 int32_t WriteRecord(FileHandle h, void* record) {
   if (h == kInvalidHandle || record == nullptr) return 0;
-  le::PutI32(record, kVersionOffset, kVersion);
-  return MoveBlock(h, record, kRecordSize, true);
+  le::PutI32(record, kVersionOffset, RECHNUNGDBA_VERSION);
+  return MoveBlock(h, record, RECHNUNGDBA_RECORD, true);
 }
 
-int32_t ReadRecord(FileHandle h, void* record) { return MoveBlock(h, record, kRecordSize, false); }
+int32_t ReadRecord(FileHandle h, void* record) { return MoveBlock(h, record, RECHNUNGDBA_RECORD, false); }
 
 int32_t WriteDetail(FileHandle h, const void* detail) {
-  return MoveBlock(h, const_cast<void*>(detail), kDetailSize, true);
+  return MoveBlock(h, const_cast<void*>(detail), RECHNUNGDBA_DETAIL, true);
 }
 
-int32_t ReadDetail(FileHandle h, void* detail) { return MoveBlock(h, detail, kDetailSize, false); }
+int32_t ReadDetail(FileHandle h, void* detail) { return MoveBlock(h, detail, RECHNUNGDBA_DETAIL, false); }
 
 int32_t ChangeStatus(int32_t number, int32_t status, void* copy) {
   char path[kMaxPath];
   FileHandle h = OpenOnDisk(CreateFileName(number, path), true);
   if (h == kInvalidHandle) return 0;
-  unsigned char record[kRecordSize];
+  unsigned char record[RECHNUNGDBA_RECORD];
   int32_t ok = ReadRecord(h, record);
   if (ok) {
     le::PutI32(record, kStatusOffset, status);
     ok = FileIO_SetPos(h, 0) == 0 && WriteRecord(h, record);
   }
   FileIO_Close(h);
-  if (ok && copy != nullptr) std::memcpy(copy, record, kRecordSize);
+  if (ok && copy != nullptr) std::memcpy(copy, record, RECHNUNGDBA_RECORD);
   return ok;
 }
 
@@ -159,7 +159,7 @@ int32_t GetStatus(int32_t number) {
   char path[kMaxPath];
   FileHandle h = OpenOnDisk(CreateFileName(number, path), false);
   if (h == kInvalidHandle) return 0;
-  unsigned char record[kRecordSize];
+  unsigned char record[RECHNUNGDBA_RECORD];
   int32_t status = 0;
   if (ReadRecord(h, record)) status = le::GetI32(record, kStatusOffset);
   FileIO_Close(h);

@@ -62,7 +62,7 @@ int32_t UpgradeFile(const char* path, int32_t target) {
   if (src == kInvalidHandle) return 0;
   const int64_t size = FileIO_Size(src);
   int32_t version = 0;
-  const bool readable = size >= kRecordSize && FileIO_SetPos(src, kVersionOffset) == kVersionOffset &&
+  const bool readable = size >= RECHNUNGDBA_RECORD && FileIO_SetPos(src, kVersionOffset) == kVersionOffset &&
                         FileIO_Read(src, &version, 4) == 4 && FileIO_SetPos(src, 0) == 0;
   if (!readable || version >= target) {
     FileIO_Close(src);

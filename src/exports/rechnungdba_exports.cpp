@@ -46,7 +46,7 @@ KV_API int32_t RechnungDBA_FindNext(int32_t findHandle, char* path) KV_TRY(int32
 KV_API void RechnungDBA_FindClose(int32_t findHandle) KV_TRY_VOID { kv::rechnung::FindClose(findHandle); } KV_CATCH_VOID
 KV_API int32_t RechnungDBA_Move_To_Archive(const char* path) KV_TRY(int32_t) { return kv::rechnung::MoveToArchive(path, true); } KV_CATCH(0)
 KV_API int32_t RechnungDBA_Move_From_Archive(const char* path) KV_TRY(int32_t) { return kv::rechnung::MoveToArchive(path, false); } KV_CATCH(0)
-KV_API int32_t RechnungDBA_GetVersion(void) KV_TRY(int32_t) { return kv::rechnung::kVersion; } KV_CATCH(0)
+KV_API int32_t RechnungDBA_GetVersion(void) KV_TRY(int32_t) { return RECHNUNGDBA_VERSION; } KV_CATCH(0)
 KV_API int32_t KV_STDCALL RechnungDBA_DoUpdate(int32_t newVersion, int32_t oldVersion) KV_TRY(int32_t) {
   return kv::rechnung::DoUpdate(newVersion, oldVersion);
 } KV_CATCH(0)
