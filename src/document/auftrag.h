@@ -42,10 +42,8 @@ constexpr Format kFormat550{3980, 550};
 void Init(int32_t flag, const char* path);
 int32_t InitWithArchive(int32_t flag, const char* path, const char* archiveRoot);
 int32_t SwitchArchivePath();
-[[nodiscard]] bool InArchive();
 int32_t InitFlag();
 const char* OrderDirectory();
-const char* ArchiveDirectory();
 char* CreateFileName(int32_t number, char* out, int32_t withDirectory);
 
 // ---- blocks of one open file ----

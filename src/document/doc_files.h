@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "services/fileio.h"
 #include "services/progress.h"
 
 namespace kv::doc {
@@ -85,6 +86,22 @@ int32_t MoveDocument(const char* from, const char* to, const char* name);
 // Swaps a family's working directory with its archive directory: 1, or 0
 // (nothing swapped) when the archive directory is not set or does not exist.
 int32_t SwapWithArchive(char* directory, char* archive);
+// A family's working directory and its archive directory, one pair for the
+// whole process. Switch swaps them so that every operation works on the
+// archive instead.
+struct Directories {
+  explicit Directories(const char* initial);
+  char current[kMaxPath];
+  char archive[kMaxPath] = "";
+  // current := the directory part of path (the family's Init).
+  void Init(const char* path);
+  // Init, then the archive set up by the family's rule (SetUpArchive): the
+  // family's PLUS_ARCHIVE_Init.
+  int32_t InitWithArchive(ArchiveRule rule, const char* path, const char* root);
+  // SwapWithArchive: 1, or 0 with nothing swapped.
+  int32_t Switch() { return SwapWithArchive(current, archive); }
+};
+
 // Full paths of the files in `directory` matching `pattern`, in name order,
 // taken before the caller changes anything.
 std::vector<std::string> ListFiles(const char* directory, const char* pattern);

@@ -23,8 +23,7 @@ constexpr int kMaxFinds = 8;
 
 // Family state, one thread at a time (services/process_state.h).
 struct State {
-  char invoiceDir[kMaxPath] = ".\\RECHNUNG\\";
-  char archiveDir[kMaxPath] = "";
+  doc::Directories dirs{".\\RECHNUNG\\"};
   int32_t prefix = 0;
   OpenFind finds[kMaxFinds];
 };
@@ -36,7 +35,7 @@ int32_t MoveBlock(FileHandle h, void* buffer, int32_t size, bool write) {
   return n == size ? 1 : 0;
 }
 
-bool ArchiveExists() { return S().archiveDir[0] != '\0' && FileIO_PathExist(S().archiveDir); }
+bool ArchiveExists() { return S().dirs.archive[0] != '\0' && FileIO_PathExist(S().dirs.archive); }
 
 bool IsInvoiceName(const char* name) { return doc::IsDocumentName(name, "RECH", ".REC"); }
 
@@ -44,8 +43,8 @@ bool IsInvoiceName(const char* name) { return doc::IsDocumentName(name, "RECH", 
 // directory): its bare name to name. Every path a caller hands in passes
 // here, so that no call reaches a file of another family or another place.
 bool OwnInvoice(const char* path, bool orArchive, char* name) {
-  if (doc::DirectlyInside(path, S().invoiceDir, name)) return IsInvoiceName(name);
-  return orArchive && S().archiveDir[0] != '\0' && doc::DirectlyInside(path, S().archiveDir, name) &&
+  if (doc::DirectlyInside(path, S().dirs.current, name)) return IsInvoiceName(name);
+  return orArchive && S().dirs.archive[0] != '\0' && doc::DirectlyInside(path, S().dirs.archive, name) &&
          IsInvoiceName(name);
 }
 
@@ -76,20 +75,17 @@ FileHandle OpenOnDisk(char* path, bool writable) {
 
 void Init(int32_t prefix, const char* path) {
   S().prefix = prefix;
-  doc::SetDirectoryFromPath(S().invoiceDir, path);
+  S().dirs.Init(path);
 }
 
 int32_t InitWithArchive(int32_t prefix, const char* path, const char* archiveRoot) {
-  Init(prefix, path);
-  return doc::SetUpArchive(doc::ArchiveRule::kInvoices, archiveRoot, path, S().archiveDir);
+  S().prefix = prefix;
+  return S().dirs.InitWithArchive(doc::ArchiveRule::kInvoices, path, archiveRoot);
 }
 
-int32_t SwitchArchivePath() {
-  return doc::SwapWithArchive(S().invoiceDir, S().archiveDir);
-}
+int32_t SwitchArchivePath() { return S().dirs.Switch(); }
 
-const char* InvoiceDirectory() { return S().invoiceDir; }
-const char* ArchiveDirectory() { return S().archiveDir; }
+const char* InvoiceDirectory() { return S().dirs.current; }
 
 char* CreateFileName(int32_t number, char* out) {
   if (out == nullptr) return nullptr;
@@ -101,7 +97,7 @@ char* CreateFileName(int32_t number, char* out) {
   } else {
     std::snprintf(name, sizeof name, "RECH%010d.REC", number);
   }
-  if (!doc::JoinPath(S().invoiceDir, name, out)) out[0] = '\0';
+  if (!doc::JoinPath(S().dirs.current, name, out)) out[0] = '\0';
   return out;
 }
 
@@ -184,7 +180,7 @@ FileHandle FindFirst(const char* pattern, char* path) {
   if (slot == kMaxFinds) return -1;
   const char* mask = (pattern && pattern[0]) ? pattern : "RECH*.*";
   char full[kMaxPath];
-  if (!doc::IsBarePattern(mask) || !doc::JoinPath(S().invoiceDir, mask, full)) return -1;
+  if (!doc::IsBarePattern(mask) || !doc::JoinPath(S().dirs.current, mask, full)) return -1;
   FindData fd;
   FindHandle fh = FileIO_FindFirstFile(full, &fd);
   if (fh == -1) return -1;
@@ -231,7 +227,7 @@ int32_t MoveToArchive(const char* path, bool toArchive) {
   FileIO_Separate(path, dir, nullptr);
   // Moving back takes the directory the invoice had before it was archived.
   // Either way the file keeps the name it has on disk, whatever its case.
-  return toArchive ? doc::MoveDocument(dir, S().archiveDir, name) : doc::MoveDocument(S().archiveDir, dir, name);
+  return toArchive ? doc::MoveDocument(dir, S().dirs.archive, name) : doc::MoveDocument(S().dirs.archive, dir, name);
 }
 
 }  // namespace kv::rechnung

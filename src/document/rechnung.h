@@ -20,7 +20,6 @@ void Init(int32_t prefix, const char* path);
 int32_t InitWithArchive(int32_t prefix, const char* path, const char* archiveRoot);
 int32_t SwitchArchivePath();
 const char* InvoiceDirectory();
-const char* ArchiveDirectory();
 char* CreateFileName(int32_t number, char* out);
 
 FileHandle Create(int32_t number);
