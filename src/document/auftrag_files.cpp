@@ -21,7 +21,7 @@ namespace {
 // switch swaps them so that every operation works on the archive instead.
 // Family state, one thread at a time (services/process_state.h).
 struct State {
-  doc::Directories dirs{".\\AUFTRAG\\"};
+  doc::Directories dirs{".\\AUFTRAG\\", doc::ArchiveRule::kOrders};
   int32_t initFlag = 0;
 };
 State& S() { return FamilyState<State>(); }
@@ -91,15 +91,8 @@ void Init(int32_t flag, const char* path) {
   S().dirs.Init(path);
 }
 
-int32_t InitWithArchive(int32_t flag, const char* path, const char* archiveRoot) {
-  S().initFlag = flag;
-  return S().dirs.InitWithArchive(doc::ArchiveRule::kOrders, path, archiveRoot);
-}
-
-int32_t SwitchArchivePath() { return S().dirs.Switch(); }
-
 int32_t InitFlag() { return S().initFlag; }
-const char* OrderDirectory() { return S().dirs.current; }
+doc::Directories& Dirs() { return S().dirs; }
 
 char* CreateFileName(int32_t number, char* out, int32_t withDirectory) {
   if (out == nullptr) return nullptr;

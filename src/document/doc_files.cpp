@@ -182,15 +182,8 @@ int32_t SwapWithArchive(char* directory, char* archive) {
   return 1;
 }
 
-Directories::Directories(const char* initial) {
+Directories::Directories(const char* initial, ArchiveRule archiveRule) : rule(archiveRule) {
   std::snprintf(current, sizeof current, "%s", initial);
-}
-
-void Directories::Init(const char* path) { SetDirectoryFromPath(current, path); }
-
-int32_t Directories::InitWithArchive(ArchiveRule rule, const char* path, const char* root) {
-  Init(path);
-  return SetUpArchive(rule, root, path, archive);
 }
 
 std::vector<std::string> ListFiles(const char* directory, const char* pattern) {

@@ -23,7 +23,7 @@ constexpr int kMaxFinds = 8;
 
 // Family state, one thread at a time (services/process_state.h).
 struct State {
-  doc::Directories dirs{".\\RECHNUNG\\"};
+  doc::Directories dirs{".\\RECHNUNG\\", doc::ArchiveRule::kInvoices};
   int32_t prefix = 0;
   OpenFind finds[kMaxFinds];
 };
@@ -78,14 +78,7 @@ void Init(int32_t prefix, const char* path) {
   S().dirs.Init(path);
 }
 
-int32_t InitWithArchive(int32_t prefix, const char* path, const char* archiveRoot) {
-  S().prefix = prefix;
-  return S().dirs.InitWithArchive(doc::ArchiveRule::kInvoices, path, archiveRoot);
-}
-
-int32_t SwitchArchivePath() { return S().dirs.Switch(); }
-
-const char* InvoiceDirectory() { return S().dirs.current; }
+doc::Directories& Dirs() { return S().dirs; }
 
 char* CreateFileName(int32_t number, char* out) {
   if (out == nullptr) return nullptr;

@@ -8,6 +8,7 @@
 
 #include <cstdint>
 
+#include "document/doc_files.h"
 #include "kvdata/rechnungdba.h"
 #include "services/fileio.h"
 
@@ -17,9 +18,8 @@ constexpr int32_t kStatusOffset = 504;
 constexpr int32_t kVersionOffset = 548;
 
 void Init(int32_t prefix, const char* path);
-int32_t InitWithArchive(int32_t prefix, const char* path, const char* archiveRoot);
-int32_t SwitchArchivePath();
-const char* InvoiceDirectory();
+// The invoice directory and its archive (PLUS_ARCHIVE_Init, SwitchArchivePath).
+doc::Directories& Dirs();
 char* CreateFileName(int32_t number, char* out);
 
 FileHandle Create(int32_t number);

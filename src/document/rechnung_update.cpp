@@ -83,10 +83,10 @@ int32_t UpgradeFile(const char* path, int32_t target) {
 int32_t DoUpdate(int32_t newVersion, int32_t oldVersion) {
   for (const Step& s : kSteps) {
     if (newVersion < s.target || oldVersion >= s.oldBelow) continue;
-    UpgradeDirectory(InvoiceDirectory(), s.target);
-    if (s.withArchive && SwitchArchivePath()) {
-      UpgradeDirectory(InvoiceDirectory(), s.target);
-      SwitchArchivePath();
+    UpgradeDirectory(Dirs().current, s.target);
+    if (s.withArchive && Dirs().Switch()) {
+      UpgradeDirectory(Dirs().current, s.target);
+      Dirs().Switch();
     }
   }
   return 0;

@@ -20,59 +20,60 @@ int32_t NameMatches(const char* a, const char* b) {
 
 // The functions that exist once for the current 560 layout and once, named
 // with 550, for the older one: the same calls with the other format.
-#define KV_ORDER_FORMAT_EXPORTS(format, ReadAuftragsKopf, WriteAuftragsKopf, WriteAuftragsKopfMitTimeInfo,          \
-                                ReadPositionAt, LeseAuftragsKopf, SchreibeAuftragsKopf, SchreibePOSITION, NeuePOSITION,  \
-                                NextFreePOSITION, AendernMitAllenAuftraegen)                                           \
-  KV_API int32_t ReadAuftragsKopf(int32_t handle, void* kopf) KV_TRY(int32_t) {                                      \
-    return ReadHeader(handle, kopf, format);                                                                          \
-  } KV_CATCH(0)                                                                                                       \
-  KV_API int32_t WriteAuftragsKopf(int32_t handle, void* kopf) KV_TRY(int32_t) {                                     \
-    return WriteHeader(handle, kopf, true, format);                                                                   \
-  } KV_CATCH(0)                                                                                                       \
-  KV_API int32_t WriteAuftragsKopfMitTimeInfo(int32_t handle, void* kopf, int32_t stamp) KV_TRY(int32_t) {           \
-    return WriteHeader(handle, kopf, stamp != 0, format);                                                             \
-  } KV_CATCH(0)                                                                                                       \
-  KV_API int32_t ReadPositionAt(int32_t handle, int32_t p, int32_t referenz, void* position) KV_TRY(int32_t) {         \
-    return ReadPosition(handle, p, referenz, position, format);                                                       \
-  } KV_CATCH(0)                                                                                                       \
-  KV_API int32_t LeseAuftragsKopf(int32_t auftragsNr, void* kopf) KV_TRY(int32_t) {                                  \
-    return ReadHeaderOf(auftragsNr, kopf, format);                                                                    \
-  } KV_CATCH(0)                                                                                                       \
-  KV_API int32_t SchreibeAuftragsKopf(int32_t auftragsNr, void* kopf) KV_TRY(int32_t) {                              \
-    return WriteHeaderOf(auftragsNr, kopf, format);                                                                   \
-  } KV_CATCH(0)                                                                                                       \
-  KV_API int32_t SchreibePOSITION(int32_t auftragsNr, int32_t p, void* position) KV_TRY(int32_t) {                   \
-    return WritePositionOf(auftragsNr, p, 0, position, format);                                                       \
-  } KV_CATCH(0)                                                                                                       \
-  KV_API int32_t NeuePOSITION(int32_t auftragsNr, void* position) KV_TRY(int32_t) {                                  \
-    return NewPosition(auftragsNr, position, format);                                                                 \
-  } KV_CATCH(0)                                                                                                       \
-  KV_API int32_t NextFreePOSITION(int32_t auftragsNr) KV_TRY(int32_t) {                                              \
-    return NextFreePosition(auftragsNr, format);                                                                      \
-  } KV_CATCH(0)                                                                                                       \
-  KV_API int32_t AendernMitAllenAuftraegen(AUFTRAGDBA_KopfCallback callback, void* context) KV_TRY(int32_t) {        \
-    return ChangeEachHeader(callback, context, format);                                                               \
+#define KV_ORDER_FORMAT_EXPORTS(format, ReadAuftragsKopf, WriteAuftragsKopf, WriteAuftragsKopfMitTimeInfo,              \
+                                ReadPositionAt, LeseAuftragsKopf, SchreibeAuftragsKopf, SchreibePOSITION, NeuePOSITION, \
+                                NextFreePOSITION, AendernMitAllenAuftraegen)                                            \
+  KV_API int32_t ReadAuftragsKopf(int32_t handle, void* kopf) KV_TRY(int32_t) {                                         \
+    return ReadHeader(handle, kopf, format);                                                                            \
+  } KV_CATCH(0)                                                                                                         \
+  KV_API int32_t WriteAuftragsKopf(int32_t handle, void* kopf) KV_TRY(int32_t) {                                        \
+    return WriteHeader(handle, kopf, true, format);                                                                     \
+  } KV_CATCH(0)                                                                                                         \
+  KV_API int32_t WriteAuftragsKopfMitTimeInfo(int32_t handle, void* kopf, int32_t stamp) KV_TRY(int32_t) {              \
+    return WriteHeader(handle, kopf, stamp != 0, format);                                                               \
+  } KV_CATCH(0)                                                                                                         \
+  KV_API int32_t ReadPositionAt(int32_t handle, int32_t p, int32_t referenz, void* position) KV_TRY(int32_t) {          \
+    return ReadPosition(handle, p, referenz, position, format);                                                         \
+  } KV_CATCH(0)                                                                                                         \
+  KV_API int32_t LeseAuftragsKopf(int32_t auftragsNr, void* kopf) KV_TRY(int32_t) {                                     \
+    return ReadHeaderOf(auftragsNr, kopf, format);                                                                      \
+  } KV_CATCH(0)                                                                                                         \
+  KV_API int32_t SchreibeAuftragsKopf(int32_t auftragsNr, void* kopf) KV_TRY(int32_t) {                                 \
+    return WriteHeaderOf(auftragsNr, kopf, format);                                                                     \
+  } KV_CATCH(0)                                                                                                         \
+  KV_API int32_t SchreibePOSITION(int32_t auftragsNr, int32_t p, void* position) KV_TRY(int32_t) {                      \
+    return WritePositionOf(auftragsNr, p, 0, position, format);                                                         \
+  } KV_CATCH(0)                                                                                                         \
+  KV_API int32_t NeuePOSITION(int32_t auftragsNr, void* position) KV_TRY(int32_t) {                                     \
+    return NewPosition(auftragsNr, position, format);                                                                   \
+  } KV_CATCH(0)                                                                                                         \
+  KV_API int32_t NextFreePOSITION(int32_t auftragsNr) KV_TRY(int32_t) {                                                 \
+    return NextFreePosition(auftragsNr, format);                                                                        \
+  } KV_CATCH(0)                                                                                                         \
+  KV_API int32_t AendernMitAllenAuftraegen(AUFTRAGDBA_KopfCallback callback, void* context) KV_TRY(int32_t) {           \
+    return ChangeEachHeader(callback, context, format);                                                                 \
   } KV_CATCH(0)
 
 // Exports over one position of an order by its number: each entry's call is
 // written over the parameters auftragsNr, p and position.
-#define KV_ORDER_POSITION_CALLS(X)                                                                    \
-  X(AUFTRAGDBA_LesePOSITION, ReadPositionOf(auftragsNr, p, 0, position))                              \
-  X(AUFTRAGDBA_LeseReferenzPOSITION, ReadPositionOf(auftragsNr, p, 1, position))                      \
-  X(AUFTRAGDBA_SchreibeReferenzPOSITION, WritePositionOf(auftragsNr, p, 1, position, kFormat560))     \
+#define KV_ORDER_POSITION_CALLS(X)                                                                        \
+  X(AUFTRAGDBA_LesePOSITION, ReadPositionOf(auftragsNr, p, 0, position))                                  \
+  X(AUFTRAGDBA_LeseReferenzPOSITION, ReadPositionOf(auftragsNr, p, 1, position))                          \
+  X(AUFTRAGDBA_SchreibeReferenzPOSITION, WritePositionOf(auftragsNr, p, 1, position, kFormat560))         \
   X(AUFTRAGDBA_SchreibePOSITIONPlusReferenzabgleich, WritePositionWithReference(auftragsNr, p, position))
-#define KV_ORDER_POSITION_EXPORT(name, call)                                                  \
+#define KV_ORDER_POSITION_EXPORT(name, call)                                           \
   KV_API int32_t name(int32_t auftragsNr, int32_t p, void* position) KV_TRY(int32_t) { \
-    return call;                                                                         \
+    return call;                                                                       \
   } KV_CATCH(0)
 
 extern "C" {
 
 KV_API void AUFTRAGDBA_Init(int32_t flag, const char* path) KV_TRY_VOID { Init(flag, path); } KV_CATCH_VOID
 KV_API int32_t AUFTRAGDBA_PLUS_ARCHIVE_Init(int32_t flag, const char* path, const char* archiveRoot) KV_TRY(int32_t) {
-  return InitWithArchive(flag, path, archiveRoot);
+  Init(flag, path);
+  return Dirs().SetUpArchive(path, archiveRoot);
 } KV_CATCH(0)
-KV_API int32_t AUFTRAGDBA_SwitchArchivePath(void) KV_TRY(int32_t) { return SwitchArchivePath(); } KV_CATCH(0)
+KV_API int32_t AUFTRAGDBA_SwitchArchivePath(void) KV_TRY(int32_t) { return Dirs().Switch(); } KV_CATCH(0)
 KV_API char* AUFTRAGDBA_CreateFileName(int32_t auftragsNr, char* out, int32_t withDirectory) KV_TRY(char*) {
   return CreateFileName(auftragsNr, out, withDirectory);
 } KV_CATCH(nullptr)
