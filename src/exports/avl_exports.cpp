@@ -6,15 +6,15 @@
 #include "kvdata/bavl.h"
 
 // One instance's functions: the same tree, told apart by the instance.
-#define KV_TREE_EXPORTS(instance, NeuerBaum, newTree, Einfuegen, Suchen, Loeschen, MitBaum, LockBaum, UnLockBaum) \
-  KV_API void NeuerBaum(AvlBaum* tree, int32_t count, AvlProgressFn progress) KV_TRY_VOID {                     \
-    kv::index::newTree(tree, count, progress);                                                                  \
-  } KV_CATCH_VOID                                                                                               \
+#define KV_TREE_EXPORTS(instance, NeuerBaum, newTree, Einfuegen, Suchen, Loeschen, MitBaum, LockBaum, UnLockBaum)     \
+  KV_API void NeuerBaum(AvlBaum* tree, int32_t count, AvlProgressFn progress) KV_TRY_VOID {                           \
+    kv::index::newTree(tree, count, progress);                                                                        \
+  } KV_CATCH_VOID                                                                                                     \
   KV_API int32_t Einfuegen(AvlBaum* tree) KV_TRY(int32_t) { return kv::index::Insert(instance(), tree); } KV_CATCH(0) \
   KV_API int32_t Suchen(AvlBaum* tree) KV_TRY(int32_t) { return kv::index::Search(instance(), tree); } KV_CATCH(0)    \
   KV_API void Loeschen(AvlBaum* tree) KV_TRY_VOID { kv::index::Remove(instance(), tree); } KV_CATCH_VOID              \
   KV_API int32_t MitBaum(AvlBaum* tree) KV_TRY(int32_t) { return kv::index::Walk(instance(), tree); } KV_CATCH(0)     \
-  KV_API void LockBaum(AvlBaum* tree) KV_TRY_VOID { kv::index::LockTree(instance(), tree); } KV_CATCH_VOID           \
+  KV_API void LockBaum(AvlBaum* tree) KV_TRY_VOID { kv::index::LockTree(instance(), tree); } KV_CATCH_VOID            \
   KV_API void UnLockBaum(AvlBaum* tree) KV_TRY_VOID { kv::index::UnlockTree(instance(), tree); } KV_CATCH_VOID
 
 extern "C" {

@@ -7,12 +7,12 @@ namespace ix = kv::index;
 
 // A slot's record read and written, once on the open file and once opening
 // the file around the transfer: the same pair of signatures each time.
-#define KV_KEY_RECORD_EXPORTS(Read, Write, read, write)                                \
-  KV_API int32_t Read(BaumKeyDatei* file, int32_t slot, void* record) KV_TRY(int32_t) { \
-    return ix::read(file, slot, record);                                               \
-  } KV_CATCH(0)                                                                        \
+#define KV_KEY_RECORD_EXPORTS(Read, Write, read, write)                                        \
+  KV_API int32_t Read(BaumKeyDatei* file, int32_t slot, void* record) KV_TRY(int32_t) {        \
+    return ix::read(file, slot, record);                                                       \
+  } KV_CATCH(0)                                                                                \
   KV_API int32_t Write(BaumKeyDatei* file, int32_t slot, const void* record) KV_TRY(int32_t) { \
-    return ix::write(file, slot, record);                                              \
+    return ix::write(file, slot, record);                                                      \
   } KV_CATCH(0)
 
 extern "C" {

@@ -8,15 +8,15 @@ namespace d = kv::dba;
 
 // The walks over a file's items: each takes the file and a callback and
 // answers the file, or NULL when it could not walk.
-#define KV_DBA_WALKS(X)                                 \
-  X(DBA_MitJedemITEM, d::ForEachItem)                   \
-  X(DBA_MitAllenITEMsRW, d::ForEachItemRW)              \
-  X(DBA_MitAllenITEMsLoeschWeg, d::ForEachItemDeleting) \
-  X(DBA_MitAllenExternIDsRW, d::ForEachExternId)        \
+#define KV_DBA_WALKS(X)                                   \
+  X(DBA_MitJedemITEM, d::ForEachItem)                     \
+  X(DBA_MitAllenITEMsRW, d::ForEachItemRW)                \
+  X(DBA_MitAllenITEMsLoeschWeg, d::ForEachItemDeleting)   \
+  X(DBA_MitAllenExternIDsRW, d::ForEachExternId)          \
   X(DBA_MitAllenExternIDsREadWrite, d::ForEachExternIdRW)
-#define KV_DBA_WALK_EXPORT(name, walk)                                                \
+#define KV_DBA_WALK_EXPORT(name, walk)                                             \
   KV_API DbaFile* name(DbaFile* file, DbaItemCallback callback) KV_TRY(DbaFile*) { \
-    return walk(file, callback);                                                    \
+    return walk(file, callback);                                                   \
   } KV_CATCH(nullptr)
 
 extern "C" {

@@ -24,16 +24,17 @@ int32_t WriteEntry(DbaFile& f, int32_t number, const void* entry) {
 
 // The name search and the bank-code search are one kind of file with one set
 // of five functions; each file's names are given where it is instantiated.
-#define KV_CUSTOMER_SEARCH_EXPORTS(file, Open, Close, Read, ReadBlock, Write)                                    \
-  KV_API int32_t Open(void) KV_TRY(int32_t) { return OpenResult(file()); } KV_CATCH(0)                          \
-  KV_API int32_t Close(void) KV_TRY(int32_t) { return CloseResult(file()); } KV_CATCH(0)                        \
-  KV_API int32_t Read(int32_t number, void* entry) KV_TRY(int32_t) { return ReadEntry(file(), number, entry); } \
-  KV_CATCH(0)                                                                                                   \
-  KV_API int32_t ReadBlock(int32_t first, void* entries, int32_t count) KV_TRY(int32_t) {                       \
-    return SearchReadBlock(file(), first, entries, count);                                                      \
-  } KV_CATCH(0)                                                                                                 \
-  KV_API int32_t Write(int32_t number, const void* entry) KV_TRY(int32_t) {                                     \
-    return WriteEntry(file(), number, entry);                                                                   \
+#define KV_CUSTOMER_SEARCH_EXPORTS(file, Open, Close, Read, ReadBlock, Write)             \
+  KV_API int32_t Open(void) KV_TRY(int32_t) { return OpenResult(file()); } KV_CATCH(0)    \
+  KV_API int32_t Close(void) KV_TRY(int32_t) { return CloseResult(file()); } KV_CATCH(0)  \
+  KV_API int32_t Read(int32_t number, void* entry) KV_TRY(int32_t) {                      \
+    return ReadEntry(file(), number, entry);                                              \
+  } KV_CATCH(0)                                                                           \
+  KV_API int32_t ReadBlock(int32_t first, void* entries, int32_t count) KV_TRY(int32_t) { \
+    return SearchReadBlock(file(), first, entries, count);                                \
+  } KV_CATCH(0)                                                                           \
+  KV_API int32_t Write(int32_t number, const void* entry) KV_TRY(int32_t) {               \
+    return WriteEntry(file(), number, entry);                                             \
   } KV_CATCH(0)
 
 extern "C" {

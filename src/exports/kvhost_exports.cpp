@@ -13,7 +13,7 @@ bool SetLanguage(int32_t language);
 }
 
 // Every setter installs the host handler of its own type with its context.
-#define KV_HANDLER_SETTER(name, Handler) \
+#define KV_HANDLER_SETTER(name, Handler)                                                                           \
   KV_API void name(Handler handler, void* context) KV_TRY_VOID { kv::SetHandler(handler, context); } KV_CATCH_VOID
 
 extern "C" {
