@@ -158,7 +158,6 @@ KV_API int32_t AUFTRAGDBA_MitAllenAuftragsnummern(AUFTRAGDBA_NummerCallback call
   return ForEachNumber(callback, context);
 } KV_CATCH(0)
 
-
 KV_ORDER_FORMAT_EXPORTS(kFormat560, AUFTRAGDBA_ReadAuftragsKopf, AUFTRAGDBA_WriteAuftragsKopf,
                         AUFTRAGDBA_WriteAuftragsKopfMitTimeInfo, AUFTRAGDBA_ReadPosition, AUFTRAGDBA_LeseAuftragsKopf,
                         AUFTRAGDBA_SchreibeAuftragsKopf, AUFTRAGDBA_SchreibePOSITION, AUFTRAGDBA_NeuePOSITION,
