@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "document/doc_files.h"
 #include "services/action.h"
 #include "services/fileio.h"
 
@@ -40,12 +41,9 @@ constexpr Format kFormat550{3980, 550};
 
 // ---- directories and names (auftrag_files.cpp) ----
 void Init(int32_t flag, const char* path);
-int32_t InitWithArchive(int32_t flag, const char* path, const char* archiveRoot);
-int32_t SwitchArchivePath();
-[[nodiscard]] bool InArchive();
 int32_t InitFlag();
-const char* OrderDirectory();
-const char* ArchiveDirectory();
+// The order directory and its archive (PLUS_ARCHIVE_Init, SwitchArchivePath).
+doc::Directories& Dirs();
 char* CreateFileName(int32_t number, char* out, int32_t withDirectory);
 
 // ---- blocks of one open file ----

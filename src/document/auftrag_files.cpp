@@ -21,9 +21,7 @@ namespace {
 // switch swaps them so that every operation works on the archive instead.
 // Family state, one thread at a time (services/process_state.h).
 struct State {
-  char orderDir[kMaxPath] = ".\\AUFTRAG\\";
-  char archiveDir[kMaxPath] = "";
-  bool inArchive = false;
+  doc::Directories dirs{".\\AUFTRAG\\", doc::ArchiveRule::kOrders};
   int32_t initFlag = 0;
 };
 State& S() { return FamilyState<State>(); }
@@ -74,11 +72,11 @@ int32_t WritePair(FileHandle h, int32_t p, void* position, const Format& f) {
 FileHandle OpenOrder(int32_t number, bool create) {
   char name[32], path[kMaxPath];
   CreateFileName(number, name, 0);
-  if (!doc::JoinPath(S().orderDir, name, path)) return kInvalidHandle;
+  if (!doc::JoinPath(S().dirs.current, name, path)) return kInvalidHandle;
   FileHandle h = FileIO_OpenRWS(path);
   if (h != kInvalidHandle) return h;
   char other[kMaxPath];
-  if (doc::SpelledOtherwise(S().orderDir, name, other)) return FileIO_OpenRWS(other);
+  if (doc::SpelledOtherwise(S().dirs.current, name, other)) return FileIO_OpenRWS(other);
   return create && !FileIO_Exist(path) ? FileIO_CreateRWS(path) : kInvalidHandle;
 }
 
@@ -90,25 +88,11 @@ FileHandle OpenOrCreate(int32_t number) { return OpenOrder(number, true); }
 
 void Init(int32_t flag, const char* path) {
   S().initFlag = flag;
-  doc::SetDirectoryFromPath(S().orderDir, path);
+  S().dirs.Init(path);
 }
 
-int32_t InitWithArchive(int32_t flag, const char* path, const char* archiveRoot) {
-  Init(flag, path);
-  S().inArchive = false;
-  return doc::SetUpArchive(doc::ArchiveRule::kOrders, archiveRoot, path, S().archiveDir);
-}
-
-int32_t SwitchArchivePath() {
-  if (!doc::SwapWithArchive(S().orderDir, S().archiveDir)) return 0;
-  S().inArchive = !S().inArchive;
-  return 1;
-}
-
-bool InArchive() { return S().inArchive; }
 int32_t InitFlag() { return S().initFlag; }
-const char* OrderDirectory() { return S().orderDir; }
-const char* ArchiveDirectory() { return S().archiveDir; }
+doc::Directories& Dirs() { return S().dirs; }
 
 char* CreateFileName(int32_t number, char* out, int32_t withDirectory) {
   if (out == nullptr) return nullptr;
@@ -121,7 +105,7 @@ char* CreateFileName(int32_t number, char* out, int32_t withDirectory) {
     std::snprintf(name, sizeof name, "AFT%010d.DAT", number);
   }
   if (withDirectory) {
-    (void)doc::JoinPath(S().orderDir, name, out);
+    (void)doc::JoinPath(S().dirs.current, name, out);
   } else {
     std::strcpy(out, name);
   }
@@ -135,7 +119,7 @@ FileHandle Open(int32_t number) { return OpenOrder(number, false); }
 bool ExistingFile(int32_t number, char* path) {
   char name[32];
   CreateFileName(number, name, 0);
-  if (!doc::PathOnDisk(S().orderDir, name, path)) return false;
+  if (!doc::PathOnDisk(S().dirs.current, name, path)) return false;
   return FileIO_Exist(path) != 0;
 }
 
@@ -278,8 +262,8 @@ int32_t DeletePosition(int32_t number, int32_t p) {
 int32_t DeleteOrder(int32_t number) {
   char name[32], path[kMaxPath];
   CreateFileName(number, name, 0);
-  if (!doc::JoinPath(S().orderDir, name, path)) return 1;
-  if (!FileIO_DeleteFile(path) && doc::SpelledOtherwise(S().orderDir, name, path)) {
+  if (!doc::JoinPath(S().dirs.current, name, path)) return 1;
+  if (!FileIO_DeleteFile(path) && doc::SpelledOtherwise(S().dirs.current, name, path)) {
     FileIO_DeleteFile(path);
   }
   return 1;
@@ -295,12 +279,12 @@ int32_t IsStillEmpty(int32_t number) {
 }
 
 int32_t MoveToArchive(int32_t number, bool toArchive) {
-  if (S().archiveDir[0] == '\0' || !FileIO_PathExist(S().archiveDir)) return 0;
+  if (S().dirs.archive[0] == '\0' || !FileIO_PathExist(S().dirs.archive)) return 0;
   char name[32];
   CreateFileName(number, name, 0);
   // The file keeps the name it has on disk, whatever its case.
-  return toArchive ? doc::MoveDocument(S().orderDir, S().archiveDir, name)
-                   : doc::MoveDocument(S().archiveDir, S().orderDir, name);
+  return toArchive ? doc::MoveDocument(S().dirs.current, S().dirs.archive, name)
+                   : doc::MoveDocument(S().dirs.archive, S().dirs.current, name);
 }
 
 // ---- positions ahead of *p -------------------------------------------------------

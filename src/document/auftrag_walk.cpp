@@ -95,7 +95,7 @@ int32_t ReadHeaderAt(const char* path, void* header) {
 
 int32_t ConvertAll550To560() {
   WaitCursor wait;
-  doc::FinishInterruptedRewrites(OrderDirectory(), "AFT*.DATXX");
+  doc::FinishInterruptedRewrites(Dirs().current, "AFT*.DATXX");
   WalkOrderFiles(true, [](const OrderFile& f) {
     if (!IsAlready560(f.path.c_str())) ConvertFile550To560(f.path.c_str());
     return true;
@@ -114,7 +114,7 @@ std::vector<OrderFile> ListOrderFiles() {
   std::vector<OrderFile> files;
   // Only order files: "AFT*.DAT" also matches names the family never made,
   // which no walk, rewrite or delete of orders may touch.
-  for (std::string& path : doc::ListFiles(OrderDirectory(), "AFT*.DAT")) {
+  for (std::string& path : doc::ListFiles(Dirs().current, "AFT*.DAT")) {
     char dir[kMaxPath], name[kMaxPath];
     FileIO_Separate(path.c_str(), dir, name);
     if (!doc::IsDocumentName(name, "AFT", ".DAT")) continue;
@@ -124,13 +124,13 @@ std::vector<OrderFile> ListOrderFiles() {
 }
 
 void CountAndName(int32_t* count, char* path) {
-  if (path != nullptr) (void)CopyPath(path, OrderDirectory());
+  if (path != nullptr) (void)CopyPath(path, Dirs().current);
   if (count == nullptr) return;
   // Counted as the old program did: only the find-next calls count, so the
   // first match is not included. Callers compare against this number.
   *count = 0;
   char pattern[kMaxPath];
-  if (!doc::JoinPath(OrderDirectory(), "AFT*.DAT", pattern)) return;
+  if (!doc::JoinPath(Dirs().current, "AFT*.DAT", pattern)) return;
   FindData fd;
   FindHandle fh = FileIO_FindFirstFile(pattern, &fd);
   if (fh == -1) return;

@@ -182,6 +182,10 @@ int32_t SwapWithArchive(char* directory, char* archive) {
   return 1;
 }
 
+Directories::Directories(const char* initial, ArchiveRule archiveRule) : rule(archiveRule) {
+  std::snprintf(current, sizeof current, "%s", initial);
+}
+
 std::vector<std::string> ListFiles(const char* directory, const char* pattern) {
   std::vector<std::string> files;
   char full[kMaxPath];

@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "services/fileio.h"
 #include "services/progress.h"
 
 namespace kv::doc {
@@ -43,7 +44,7 @@ void SetDirectoryFromPath(char* directory, const char* path);
 // root or a result that does not fit.
 enum class ArchiveRule { kOrders, kInvoices };
 [[nodiscard]] bool ArchiveDirectory(ArchiveRule rule, const char* root, const char* path, char* out);
-// A family's InitWithArchive: archiveDir (260 bytes) becomes the archive of
+// A family's PLUS_ARCHIVE_Init: archiveDir (260 bytes) becomes the archive of
 // the family's directory at path below root, found whatever the case of its
 // name and created where missing; 1 when it is there. Without a root, or
 // when the directory cannot be derived, archiveDir is left empty (the
@@ -85,6 +86,23 @@ int32_t MoveDocument(const char* from, const char* to, const char* name);
 // Swaps a family's working directory with its archive directory: 1, or 0
 // (nothing swapped) when the archive directory is not set or does not exist.
 int32_t SwapWithArchive(char* directory, char* archive);
+// A family's working directory and its archive directory, one pair for the
+// whole process, with the family's archive rule. Switch swaps them so that
+// every operation works on the archive instead.
+struct Directories {
+  Directories(const char* initial, ArchiveRule rule);
+  char current[kMaxPath];
+  char archive[kMaxPath] = "";
+  ArchiveRule rule;
+  // current := the directory part of path (the family's Init).
+  void Init(const char* path) { SetDirectoryFromPath(current, path); }
+  // The archive of the directory at path below root (SetUpArchive); after
+  // Init, this is the family's PLUS_ARCHIVE_Init.
+  int32_t SetUpArchive(const char* path, const char* root) { return doc::SetUpArchive(rule, root, path, archive); }
+  // SwapWithArchive: 1, or 0 with nothing swapped.
+  int32_t Switch() { return SwapWithArchive(current, archive); }
+};
+
 // Full paths of the files in `directory` matching `pattern`, in name order,
 // taken before the caller changes anything.
 std::vector<std::string> ListFiles(const char* directory, const char* pattern);

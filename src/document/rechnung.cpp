@@ -23,8 +23,7 @@ constexpr int kMaxFinds = 8;
 
 // Family state, one thread at a time (services/process_state.h).
 struct State {
-  char invoiceDir[kMaxPath] = ".\\RECHNUNG\\";
-  char archiveDir[kMaxPath] = "";
+  doc::Directories dirs{".\\RECHNUNG\\", doc::ArchiveRule::kInvoices};
   int32_t prefix = 0;
   OpenFind finds[kMaxFinds];
 };
@@ -36,7 +35,7 @@ int32_t MoveBlock(FileHandle h, void* buffer, int32_t size, bool write) {
   return n == size ? 1 : 0;
 }
 
-bool ArchiveExists() { return S().archiveDir[0] != '\0' && FileIO_PathExist(S().archiveDir); }
+bool ArchiveExists() { return S().dirs.archive[0] != '\0' && FileIO_PathExist(S().dirs.archive); }
 
 bool IsInvoiceName(const char* name) { return doc::IsDocumentName(name, "RECH", ".REC"); }
 
@@ -44,8 +43,8 @@ bool IsInvoiceName(const char* name) { return doc::IsDocumentName(name, "RECH", 
 // directory): its bare name to name. Every path a caller hands in passes
 // here, so that no call reaches a file of another family or another place.
 bool OwnInvoice(const char* path, bool orArchive, char* name) {
-  if (doc::DirectlyInside(path, S().invoiceDir, name)) return IsInvoiceName(name);
-  return orArchive && S().archiveDir[0] != '\0' && doc::DirectlyInside(path, S().archiveDir, name) &&
+  if (doc::DirectlyInside(path, S().dirs.current, name)) return IsInvoiceName(name);
+  return orArchive && S().dirs.archive[0] != '\0' && doc::DirectlyInside(path, S().dirs.archive, name) &&
          IsInvoiceName(name);
 }
 
@@ -76,20 +75,10 @@ FileHandle OpenOnDisk(char* path, bool writable) {
 
 void Init(int32_t prefix, const char* path) {
   S().prefix = prefix;
-  doc::SetDirectoryFromPath(S().invoiceDir, path);
+  S().dirs.Init(path);
 }
 
-int32_t InitWithArchive(int32_t prefix, const char* path, const char* archiveRoot) {
-  Init(prefix, path);
-  return doc::SetUpArchive(doc::ArchiveRule::kInvoices, archiveRoot, path, S().archiveDir);
-}
-
-int32_t SwitchArchivePath() {
-  return doc::SwapWithArchive(S().invoiceDir, S().archiveDir);
-}
-
-const char* InvoiceDirectory() { return S().invoiceDir; }
-const char* ArchiveDirectory() { return S().archiveDir; }
+doc::Directories& Dirs() { return S().dirs; }
 
 char* CreateFileName(int32_t number, char* out) {
   if (out == nullptr) return nullptr;
@@ -101,7 +90,7 @@ char* CreateFileName(int32_t number, char* out) {
   } else {
     std::snprintf(name, sizeof name, "RECH%010d.REC", number);
   }
-  if (!doc::JoinPath(S().invoiceDir, name, out)) out[0] = '\0';
+  if (!doc::JoinPath(S().dirs.current, name, out)) out[0] = '\0';
   return out;
 }
 
@@ -128,30 +117,30 @@ int32_t Delete(int32_t number) {
 
 int32_t WriteRecord(FileHandle h, void* record) {
   if (h == kInvalidHandle || record == nullptr) return 0;
-  le::PutI32(record, kVersionOffset, kVersion);
-  return MoveBlock(h, record, kRecordSize, true);
+  le::PutI32(record, kVersionOffset, RECHNUNGDBA_VERSION);
+  return MoveBlock(h, record, RECHNUNGDBA_RECORD, true);
 }
 
-int32_t ReadRecord(FileHandle h, void* record) { return MoveBlock(h, record, kRecordSize, false); }
+int32_t ReadRecord(FileHandle h, void* record) { return MoveBlock(h, record, RECHNUNGDBA_RECORD, false); }
 
 int32_t WriteDetail(FileHandle h, const void* detail) {
-  return MoveBlock(h, const_cast<void*>(detail), kDetailSize, true);
+  return MoveBlock(h, const_cast<void*>(detail), RECHNUNGDBA_DETAIL, true);
 }
 
-int32_t ReadDetail(FileHandle h, void* detail) { return MoveBlock(h, detail, kDetailSize, false); }
+int32_t ReadDetail(FileHandle h, void* detail) { return MoveBlock(h, detail, RECHNUNGDBA_DETAIL, false); }
 
 int32_t ChangeStatus(int32_t number, int32_t status, void* copy) {
   char path[kMaxPath];
   FileHandle h = OpenOnDisk(CreateFileName(number, path), true);
   if (h == kInvalidHandle) return 0;
-  unsigned char record[kRecordSize];
+  unsigned char record[RECHNUNGDBA_RECORD];
   int32_t ok = ReadRecord(h, record);
   if (ok) {
     le::PutI32(record, kStatusOffset, status);
     ok = FileIO_SetPos(h, 0) == 0 && WriteRecord(h, record);
   }
   FileIO_Close(h);
-  if (ok && copy != nullptr) std::memcpy(copy, record, kRecordSize);
+  if (ok && copy != nullptr) std::memcpy(copy, record, RECHNUNGDBA_RECORD);
   return ok;
 }
 
@@ -159,7 +148,7 @@ int32_t GetStatus(int32_t number) {
   char path[kMaxPath];
   FileHandle h = OpenOnDisk(CreateFileName(number, path), false);
   if (h == kInvalidHandle) return 0;
-  unsigned char record[kRecordSize];
+  unsigned char record[RECHNUNGDBA_RECORD];
   int32_t status = 0;
   if (ReadRecord(h, record)) status = le::GetI32(record, kStatusOffset);
   FileIO_Close(h);
@@ -184,7 +173,7 @@ FileHandle FindFirst(const char* pattern, char* path) {
   if (slot == kMaxFinds) return -1;
   const char* mask = (pattern && pattern[0]) ? pattern : "RECH*.*";
   char full[kMaxPath];
-  if (!doc::IsBarePattern(mask) || !doc::JoinPath(S().invoiceDir, mask, full)) return -1;
+  if (!doc::IsBarePattern(mask) || !doc::JoinPath(S().dirs.current, mask, full)) return -1;
   FindData fd;
   FindHandle fh = FileIO_FindFirstFile(full, &fd);
   if (fh == -1) return -1;
@@ -231,7 +220,7 @@ int32_t MoveToArchive(const char* path, bool toArchive) {
   FileIO_Separate(path, dir, nullptr);
   // Moving back takes the directory the invoice had before it was archived.
   // Either way the file keeps the name it has on disk, whatever its case.
-  return toArchive ? doc::MoveDocument(dir, S().archiveDir, name) : doc::MoveDocument(S().archiveDir, dir, name);
+  return toArchive ? doc::MoveDocument(dir, S().dirs.archive, name) : doc::MoveDocument(S().dirs.archive, dir, name);
 }
 
 }  // namespace kv::rechnung

@@ -1,27 +1,25 @@
 // Invoices: one plain file per invoice in the invoice directory, the 872-byte
 // invoice record followed by 376-byte detail records one after the other.
-// Current format 610; the record's status word and version word are the only
-// fields the library touches.
+// Current format 610. Sizes and format are the public header's
+// (RECHNUNGDBA_RECORD, _DETAIL, _VERSION); the record's status word and
+// version word are the only fields the library touches.
 #ifndef KV_DOCUMENT_RECHNUNG_H
 #define KV_DOCUMENT_RECHNUNG_H
 
 #include <cstdint>
 
+#include "document/doc_files.h"
+#include "kvdata/rechnungdba.h"
 #include "services/fileio.h"
 
 namespace kv::rechnung {
 
-constexpr int32_t kRecordSize = 872;
-constexpr int32_t kDetailSize = 376;
 constexpr int32_t kStatusOffset = 504;
 constexpr int32_t kVersionOffset = 548;
-constexpr int32_t kVersion = 610;
 
 void Init(int32_t prefix, const char* path);
-int32_t InitWithArchive(int32_t prefix, const char* path, const char* archiveRoot);
-int32_t SwitchArchivePath();
-const char* InvoiceDirectory();
-const char* ArchiveDirectory();
+// The invoice directory and its archive (PLUS_ARCHIVE_Init, SwitchArchivePath).
+doc::Directories& Dirs();
 char* CreateFileName(int32_t number, char* out);
 
 FileHandle Create(int32_t number);

@@ -62,7 +62,7 @@ int32_t UpgradeFile(const char* path, int32_t target) {
   if (src == kInvalidHandle) return 0;
   const int64_t size = FileIO_Size(src);
   int32_t version = 0;
-  const bool readable = size >= kRecordSize && FileIO_SetPos(src, kVersionOffset) == kVersionOffset &&
+  const bool readable = size >= RECHNUNGDBA_RECORD && FileIO_SetPos(src, kVersionOffset) == kVersionOffset &&
                         FileIO_Read(src, &version, 4) == 4 && FileIO_SetPos(src, 0) == 0;
   if (!readable || version >= target) {
     FileIO_Close(src);
@@ -83,10 +83,10 @@ int32_t UpgradeFile(const char* path, int32_t target) {
 int32_t DoUpdate(int32_t newVersion, int32_t oldVersion) {
   for (const Step& s : kSteps) {
     if (newVersion < s.target || oldVersion >= s.oldBelow) continue;
-    UpgradeDirectory(InvoiceDirectory(), s.target);
-    if (s.withArchive && SwitchArchivePath()) {
-      UpgradeDirectory(InvoiceDirectory(), s.target);
-      SwitchArchivePath();
+    UpgradeDirectory(Dirs().current, s.target);
+    if (s.withArchive && Dirs().Switch()) {
+      UpgradeDirectory(Dirs().current, s.target);
+      Dirs().Switch();
     }
   }
   return 0;

@@ -18,13 +18,62 @@ int32_t NameMatches(const char* a, const char* b) {
 
 }  // namespace
 
+// The functions that exist once for the current 560 layout and once, named
+// with 550, for the older one: the same calls with the other format.
+#define KV_ORDER_FORMAT_EXPORTS(format, ReadAuftragsKopf, WriteAuftragsKopf, WriteAuftragsKopfMitTimeInfo,              \
+                                ReadPositionAt, LeseAuftragsKopf, SchreibeAuftragsKopf, SchreibePOSITION, NeuePOSITION, \
+                                NextFreePOSITION, AendernMitAllenAuftraegen)                                            \
+  KV_API int32_t ReadAuftragsKopf(int32_t handle, void* kopf) KV_TRY(int32_t) {                                         \
+    return ReadHeader(handle, kopf, format);                                                                            \
+  } KV_CATCH(0)                                                                                                         \
+  KV_API int32_t WriteAuftragsKopf(int32_t handle, void* kopf) KV_TRY(int32_t) {                                        \
+    return WriteHeader(handle, kopf, true, format);                                                                     \
+  } KV_CATCH(0)                                                                                                         \
+  KV_API int32_t WriteAuftragsKopfMitTimeInfo(int32_t handle, void* kopf, int32_t stamp) KV_TRY(int32_t) {              \
+    return WriteHeader(handle, kopf, stamp != 0, format);                                                               \
+  } KV_CATCH(0)                                                                                                         \
+  KV_API int32_t ReadPositionAt(int32_t handle, int32_t p, int32_t referenz, void* position) KV_TRY(int32_t) {          \
+    return ReadPosition(handle, p, referenz, position, format);                                                         \
+  } KV_CATCH(0)                                                                                                         \
+  KV_API int32_t LeseAuftragsKopf(int32_t auftragsNr, void* kopf) KV_TRY(int32_t) {                                     \
+    return ReadHeaderOf(auftragsNr, kopf, format);                                                                      \
+  } KV_CATCH(0)                                                                                                         \
+  KV_API int32_t SchreibeAuftragsKopf(int32_t auftragsNr, void* kopf) KV_TRY(int32_t) {                                 \
+    return WriteHeaderOf(auftragsNr, kopf, format);                                                                     \
+  } KV_CATCH(0)                                                                                                         \
+  KV_API int32_t SchreibePOSITION(int32_t auftragsNr, int32_t p, void* position) KV_TRY(int32_t) {                      \
+    return WritePositionOf(auftragsNr, p, 0, position, format);                                                         \
+  } KV_CATCH(0)                                                                                                         \
+  KV_API int32_t NeuePOSITION(int32_t auftragsNr, void* position) KV_TRY(int32_t) {                                     \
+    return NewPosition(auftragsNr, position, format);                                                                   \
+  } KV_CATCH(0)                                                                                                         \
+  KV_API int32_t NextFreePOSITION(int32_t auftragsNr) KV_TRY(int32_t) {                                                 \
+    return NextFreePosition(auftragsNr, format);                                                                        \
+  } KV_CATCH(0)                                                                                                         \
+  KV_API int32_t AendernMitAllenAuftraegen(AUFTRAGDBA_KopfCallback callback, void* context) KV_TRY(int32_t) {           \
+    return ChangeEachHeader(callback, context, format);                                                                 \
+  } KV_CATCH(0)
+
+// Exports over one position of an order by its number: each entry's call is
+// written over the parameters auftragsNr, p and position.
+#define KV_ORDER_POSITION_CALLS(X)                                                                        \
+  X(AUFTRAGDBA_LesePOSITION, ReadPositionOf(auftragsNr, p, 0, position))                                  \
+  X(AUFTRAGDBA_LeseReferenzPOSITION, ReadPositionOf(auftragsNr, p, 1, position))                          \
+  X(AUFTRAGDBA_SchreibeReferenzPOSITION, WritePositionOf(auftragsNr, p, 1, position, kFormat560))         \
+  X(AUFTRAGDBA_SchreibePOSITIONPlusReferenzabgleich, WritePositionWithReference(auftragsNr, p, position))
+#define KV_ORDER_POSITION_EXPORT(name, call)                                           \
+  KV_API int32_t name(int32_t auftragsNr, int32_t p, void* position) KV_TRY(int32_t) { \
+    return call;                                                                       \
+  } KV_CATCH(0)
+
 extern "C" {
 
 KV_API void AUFTRAGDBA_Init(int32_t flag, const char* path) KV_TRY_VOID { Init(flag, path); } KV_CATCH_VOID
 KV_API int32_t AUFTRAGDBA_PLUS_ARCHIVE_Init(int32_t flag, const char* path, const char* archiveRoot) KV_TRY(int32_t) {
-  return InitWithArchive(flag, path, archiveRoot);
+  Init(flag, path);
+  return Dirs().SetUpArchive(path, archiveRoot);
 } KV_CATCH(0)
-KV_API int32_t AUFTRAGDBA_SwitchArchivePath(void) KV_TRY(int32_t) { return SwitchArchivePath(); } KV_CATCH(0)
+KV_API int32_t AUFTRAGDBA_SwitchArchivePath(void) KV_TRY(int32_t) { return Dirs().Switch(); } KV_CATCH(0)
 KV_API char* AUFTRAGDBA_CreateFileName(int32_t auftragsNr, char* out, int32_t withDirectory) KV_TRY(char*) {
   return CreateFileName(auftragsNr, out, withDirectory);
 } KV_CATCH(nullptr)
@@ -49,16 +98,6 @@ KV_API int32_t AUFTRAGDBA_NeuerAuftrag(void) KV_TRY(int32_t) { return NewNumber(
 KV_API int32_t AUFTRAGDBA_Open(int32_t auftragsNr) KV_TRY(int32_t) { return Open(auftragsNr); } KV_CATCH(-1)
 KV_API void AUFTRAGDBA_Close(int32_t handle) KV_TRY_VOID { kv::FileIO_Close(handle); } KV_CATCH_VOID
 KV_API void AUFTRAGDBA_FileClose(int32_t handle) KV_TRY_VOID { kv::FileIO_Close(handle); } KV_CATCH_VOID
-KV_API int32_t AUFTRAGDBA_ReadAuftragsKopf(int32_t handle, void* kopf) KV_TRY(int32_t) { return ReadHeader(handle, kopf, kFormat560); } KV_CATCH(0)
-KV_API int32_t AUFTRAGDBA_WriteAuftragsKopf(int32_t handle, void* kopf) KV_TRY(int32_t) {
-  return WriteHeader(handle, kopf, true, kFormat560);
-} KV_CATCH(0)
-KV_API int32_t AUFTRAGDBA_WriteAuftragsKopfMitTimeInfo(int32_t handle, void* kopf, int32_t stamp) KV_TRY(int32_t) {
-  return WriteHeader(handle, kopf, stamp != 0, kFormat560);
-} KV_CATCH(0)
-KV_API int32_t AUFTRAGDBA_ReadPosition(int32_t handle, int32_t p, int32_t referenz, void* position) KV_TRY(int32_t) {
-  return ReadPosition(handle, p, referenz, position, kFormat560);
-} KV_CATCH(0)
 KV_API int32_t AUFTRAGDBA_WritePosition(int32_t handle, int32_t p, int32_t referenz, void* position) KV_TRY(int32_t) {
   return WritePosition(handle, p, referenz, position, true, kFormat560);
 } KV_CATCH(0)
@@ -73,31 +112,7 @@ KV_API int32_t AUFTRAGDBA_NextPOSITIONWithOpenFile(int32_t handle, int32_t* p, v
   return NextPositionInFile(handle, p, position);
 } KV_CATCH(0)
 
-KV_API int32_t AUFTRAGDBA_LeseAuftragsKopf(int32_t auftragsNr, void* kopf) KV_TRY(int32_t) {
-  return ReadHeaderOf(auftragsNr, kopf, kFormat560);
-} KV_CATCH(0)
-KV_API int32_t AUFTRAGDBA_SchreibeAuftragsKopf(int32_t auftragsNr, void* kopf) KV_TRY(int32_t) {
-  return WriteHeaderOf(auftragsNr, kopf, kFormat560);
-} KV_CATCH(0)
-KV_API int32_t AUFTRAGDBA_LesePOSITION(int32_t auftragsNr, int32_t p, void* position) KV_TRY(int32_t) {
-  return ReadPositionOf(auftragsNr, p, 0, position);
-} KV_CATCH(0)
-KV_API int32_t AUFTRAGDBA_LeseReferenzPOSITION(int32_t auftragsNr, int32_t p, void* position) KV_TRY(int32_t) {
-  return ReadPositionOf(auftragsNr, p, 1, position);
-} KV_CATCH(0)
-KV_API int32_t AUFTRAGDBA_SchreibePOSITION(int32_t auftragsNr, int32_t p, void* position) KV_TRY(int32_t) {
-  return WritePositionOf(auftragsNr, p, 0, position, kFormat560);
-} KV_CATCH(0)
-KV_API int32_t AUFTRAGDBA_SchreibeReferenzPOSITION(int32_t auftragsNr, int32_t p, void* position) KV_TRY(int32_t) {
-  return WritePositionOf(auftragsNr, p, 1, position, kFormat560);
-} KV_CATCH(0)
-KV_API int32_t AUFTRAGDBA_SchreibePOSITIONPlusReferenzabgleich(int32_t auftragsNr, int32_t p, void* position) KV_TRY(int32_t) {
-  return WritePositionWithReference(auftragsNr, p, position);
-} KV_CATCH(0)
-KV_API int32_t AUFTRAGDBA_NeuePOSITION(int32_t auftragsNr, void* position) KV_TRY(int32_t) {
-  return NewPosition(auftragsNr, position, kFormat560);
-} KV_CATCH(0)
-KV_API int32_t AUFTRAGDBA_NextFreePOSITION(int32_t auftragsNr) KV_TRY(int32_t) { return NextFreePosition(auftragsNr, kFormat560); } KV_CATCH(0)
+KV_ORDER_POSITION_CALLS(KV_ORDER_POSITION_EXPORT)
 KV_API int32_t AUFTRAGDBA_NextPOSITION(int32_t auftragsNr, int32_t* p, void* position) KV_TRY(int32_t) {
   return NextPosition(auftragsNr, p, position);
 } KV_CATCH(0)
@@ -142,36 +157,16 @@ KV_API int32_t AUFTRAGDBA_MitAllenAuftraegenProzentAnzeige(AUFTRAGDBA_KopfCallba
 KV_API int32_t AUFTRAGDBA_MitAllenAuftragsnummern(AUFTRAGDBA_NummerCallback callback, void* context) KV_TRY(int32_t) {
   return ForEachNumber(callback, context);
 } KV_CATCH(0)
-KV_API int32_t AUFTRAGDBA_AendernMitAllenAuftraegen(AUFTRAGDBA_KopfCallback callback, void* context) KV_TRY(int32_t) {
-  return ChangeEachHeader(callback, context, kFormat560);
-} KV_CATCH(0)
 
-KV_API int32_t AUFTRAGDBA_LeseAuftragsKopf550(int32_t auftragsNr, void* kopf) KV_TRY(int32_t) {
-  return ReadHeaderOf(auftragsNr, kopf, kFormat550);
-} KV_CATCH(0)
-KV_API int32_t AUFTRAGDBA_ReadAuftragsKopf550(int32_t handle, void* kopf) KV_TRY(int32_t) { return ReadHeader(handle, kopf, kFormat550); } KV_CATCH(0)
-KV_API int32_t AUFTRAGDBA_WriteAuftragsKopf550(int32_t handle, void* kopf) KV_TRY(int32_t) {
-  return WriteHeader(handle, kopf, true, kFormat550);
-} KV_CATCH(0)
-KV_API int32_t AUFTRAGDBA_WriteAuftragsKopfMitTimeInfo550(int32_t handle, void* kopf, int32_t stamp) KV_TRY(int32_t) {
-  return WriteHeader(handle, kopf, stamp != 0, kFormat550);
-} KV_CATCH(0)
-KV_API int32_t AUFTRAGDBA_SchreibeAuftragsKopf550(int32_t auftragsNr, void* kopf) KV_TRY(int32_t) {
-  return WriteHeaderOf(auftragsNr, kopf, kFormat550);
-} KV_CATCH(0)
-KV_API int32_t AUFTRAGDBA_ReadPosition550(int32_t handle, int32_t p, int32_t referenz, void* position) KV_TRY(int32_t) {
-  return ReadPosition(handle, p, referenz, position, kFormat550);
-} KV_CATCH(0)
-KV_API int32_t AUFTRAGDBA_SchreibePOSITION550(int32_t auftragsNr, int32_t p, void* position) KV_TRY(int32_t) {
-  return WritePositionOf(auftragsNr, p, 0, position, kFormat550);
-} KV_CATCH(0)
-KV_API int32_t AUFTRAGDBA_NeuePOSITION550(int32_t auftragsNr, void* position) KV_TRY(int32_t) {
-  return NewPosition(auftragsNr, position, kFormat550);
-} KV_CATCH(0)
-KV_API int32_t AUFTRAGDBA_NextFreePOSITION550(int32_t auftragsNr) KV_TRY(int32_t) { return NextFreePosition(auftragsNr, kFormat550); } KV_CATCH(0)
-KV_API int32_t AUFTRAGDBA_AendernMitAllenAuftraegen550(AUFTRAGDBA_KopfCallback callback, void* context) KV_TRY(int32_t) {
-  return ChangeEachHeader(callback, context, kFormat550);
-} KV_CATCH(0)
+KV_ORDER_FORMAT_EXPORTS(kFormat560, AUFTRAGDBA_ReadAuftragsKopf, AUFTRAGDBA_WriteAuftragsKopf,
+                        AUFTRAGDBA_WriteAuftragsKopfMitTimeInfo, AUFTRAGDBA_ReadPosition, AUFTRAGDBA_LeseAuftragsKopf,
+                        AUFTRAGDBA_SchreibeAuftragsKopf, AUFTRAGDBA_SchreibePOSITION, AUFTRAGDBA_NeuePOSITION,
+                        AUFTRAGDBA_NextFreePOSITION, AUFTRAGDBA_AendernMitAllenAuftraegen)
+KV_ORDER_FORMAT_EXPORTS(kFormat550, AUFTRAGDBA_ReadAuftragsKopf550, AUFTRAGDBA_WriteAuftragsKopf550,
+                        AUFTRAGDBA_WriteAuftragsKopfMitTimeInfo550, AUFTRAGDBA_ReadPosition550,
+                        AUFTRAGDBA_LeseAuftragsKopf550, AUFTRAGDBA_SchreibeAuftragsKopf550,
+                        AUFTRAGDBA_SchreibePOSITION550, AUFTRAGDBA_NeuePOSITION550, AUFTRAGDBA_NextFreePOSITION550,
+                        AUFTRAGDBA_AendernMitAllenAuftraegen550)
 
 KV_API int32_t KV_STDCALL AUFTRAGDBA_DoUpdate(int32_t newVersion, int32_t oldVersion) KV_TRY(int32_t) {
   return DoUpdate(newVersion, oldVersion);

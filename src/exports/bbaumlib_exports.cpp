@@ -5,6 +5,16 @@
 
 namespace ix = kv::index;
 
+// A slot's record read and written, once on the open file and once opening
+// the file around the transfer: the same pair of signatures each time.
+#define KV_KEY_RECORD_EXPORTS(Read, Write, read, write)                                        \
+  KV_API int32_t Read(BaumKeyDatei* file, int32_t slot, void* record) KV_TRY(int32_t) {        \
+    return ix::read(file, slot, record);                                                       \
+  } KV_CATCH(0)                                                                                \
+  KV_API int32_t Write(BaumKeyDatei* file, int32_t slot, const void* record) KV_TRY(int32_t) { \
+    return ix::write(file, slot, record);                                                      \
+  } KV_CATCH(0)
+
 extern "C" {
 
 KV_API BaumKeyDatei* BBAUMLIB_Init(const char* path, int32_t recordSize, int32_t slotCount) KV_TRY(BaumKeyDatei*) {
@@ -29,18 +39,8 @@ KV_API uint32_t BBAUMLIB_GetLastWriteTime(BaumKeyDatei* file) KV_TRY(uint32_t) {
 KV_API int32_t BBAUMLIB_GetSizeAndName(BaumKeyDatei* file, int32_t* count, char* name) KV_TRY(int32_t) {
   return ix::KeyFileSizeAndName(file, count, name);
 } KV_CATCH(0)
-KV_API int32_t BBAUMLIB_ReadBAUMKEY(BaumKeyDatei* file, int32_t slot, void* record) KV_TRY(int32_t) {
-  return ix::KeyFileReadRecord(file, slot, record);
-} KV_CATCH(0)
-KV_API int32_t BBAUMLIB_WriteBAUMKEY(BaumKeyDatei* file, int32_t slot, const void* record) KV_TRY(int32_t) {
-  return ix::KeyFileWriteRecord(file, slot, record);
-} KV_CATCH(0)
-KV_API int32_t BBAUMLIB_LeseBAUMKEY(BaumKeyDatei* file, int32_t slot, void* record) KV_TRY(int32_t) {
-  return ix::KeyFileLeseRecord(file, slot, record);
-} KV_CATCH(0)
-KV_API int32_t BBAUMLIB_SchreibeBAUMKEY(BaumKeyDatei* file, int32_t slot, const void* record) KV_TRY(int32_t) {
-  return ix::KeyFileSchreibeRecord(file, slot, record);
-} KV_CATCH(0)
+KV_KEY_RECORD_EXPORTS(BBAUMLIB_ReadBAUMKEY, BBAUMLIB_WriteBAUMKEY, KeyFileReadRecord, KeyFileWriteRecord)
+KV_KEY_RECORD_EXPORTS(BBAUMLIB_LeseBAUMKEY, BBAUMLIB_SchreibeBAUMKEY, KeyFileLeseRecord, KeyFileSchreibeRecord)
 KV_API int32_t BBAUMLIB_ReadFreeList(BaumKeyDatei* file, void* record) KV_TRY(int32_t) { return ix::KeyFileReadFreeList(file, record); } KV_CATCH(0)
 KV_API int32_t BBAUMLIB_WriteFreeList(BaumKeyDatei* file, const void* record) KV_TRY(int32_t) {
   return ix::KeyFileWriteFreeList(file, record);

@@ -6,6 +6,19 @@
 
 namespace d = kv::dba;
 
+// The walks over a file's items: each takes the file and a callback and
+// answers the file, or NULL when it could not walk.
+#define KV_DBA_WALKS(X)                                   \
+  X(DBA_MitJedemITEM, d::ForEachItem)                     \
+  X(DBA_MitAllenITEMsRW, d::ForEachItemRW)                \
+  X(DBA_MitAllenITEMsLoeschWeg, d::ForEachItemDeleting)   \
+  X(DBA_MitAllenExternIDsRW, d::ForEachExternId)          \
+  X(DBA_MitAllenExternIDsREadWrite, d::ForEachExternIdRW)
+#define KV_DBA_WALK_EXPORT(name, walk)                                             \
+  KV_API DbaFile* name(DbaFile* file, DbaItemCallback callback) KV_TRY(DbaFile*) { \
+    return walk(file, callback);                                                   \
+  } KV_CATCH(nullptr)
+
 extern "C" {
 
 KV_API int32_t DBA_NeueDBA(DbaFile* file) KV_TRY(int32_t) { return d::NeueDba(file); } KV_CATCH(0)
@@ -52,19 +65,7 @@ KV_API int32_t DBA_GetAnzeigeTeiler(int32_t count) KV_TRY(int32_t) { return kv::
 
 KV_API int32_t DBA_FirstITEM(DbaFile* file, void* buffer) KV_TRY(int32_t) { return d::FirstItem(file, buffer); } KV_CATCH(0)
 KV_API int32_t DBA_NextITEM(DbaFile* file, void* buffer) KV_TRY(int32_t) { return d::NextItem(file, buffer); } KV_CATCH(0)
-KV_API DbaFile* DBA_MitJedemITEM(DbaFile* file, DbaItemCallback callback) KV_TRY(DbaFile*) { return d::ForEachItem(file, callback); } KV_CATCH(nullptr)
-KV_API DbaFile* DBA_MitAllenITEMsRW(DbaFile* file, DbaItemCallback callback) KV_TRY(DbaFile*) {
-  return d::ForEachItemRW(file, callback);
-} KV_CATCH(nullptr)
-KV_API DbaFile* DBA_MitAllenITEMsLoeschWeg(DbaFile* file, DbaItemCallback callback) KV_TRY(DbaFile*) {
-  return d::ForEachItemDeleting(file, callback);
-} KV_CATCH(nullptr)
-KV_API DbaFile* DBA_MitAllenExternIDsRW(DbaFile* file, DbaItemCallback callback) KV_TRY(DbaFile*) {
-  return d::ForEachExternId(file, callback);
-} KV_CATCH(nullptr)
-KV_API DbaFile* DBA_MitAllenExternIDsREadWrite(DbaFile* file, DbaItemCallback callback) KV_TRY(DbaFile*) {
-  return d::ForEachExternIdRW(file, callback);
-} KV_CATCH(nullptr)
+KV_DBA_WALKS(KV_DBA_WALK_EXPORT)
 KV_API int32_t DBA_GetExternID_from_ID(DbaFile* file, int32_t item) KV_TRY(int32_t) { return d::GetExternId(file, item); } KV_CATCH(0)
 KV_API int32_t DBA_SetExternID_from_ID(DbaFile* file, int32_t item, int32_t externId) KV_TRY(int32_t) {
   return d::SetExternId(file, item, externId);

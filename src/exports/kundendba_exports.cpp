@@ -22,6 +22,21 @@ int32_t WriteEntry(DbaFile& f, int32_t number, const void* entry) {
 
 }  // namespace
 
+// The name search and the bank-code search are one kind of file with one set
+// of five functions; each file's names are given where it is instantiated.
+#define KV_CUSTOMER_SEARCH_EXPORTS(file, Open, Close, Read, ReadBlock, Write)             \
+  KV_API int32_t Open(void) KV_TRY(int32_t) { return OpenResult(file()); } KV_CATCH(0)    \
+  KV_API int32_t Close(void) KV_TRY(int32_t) { return CloseResult(file()); } KV_CATCH(0)  \
+  KV_API int32_t Read(int32_t number, void* entry) KV_TRY(int32_t) {                      \
+    return ReadEntry(file(), number, entry);                                              \
+  } KV_CATCH(0)                                                                           \
+  KV_API int32_t ReadBlock(int32_t first, void* entries, int32_t count) KV_TRY(int32_t) { \
+    return SearchReadBlock(file(), first, entries, count);                                \
+  } KV_CATCH(0)                                                                           \
+  KV_API int32_t Write(int32_t number, const void* entry) KV_TRY(int32_t) {               \
+    return WriteEntry(file(), number, entry);                                             \
+  } KV_CATCH(0)
+
 extern "C" {
 
 KV_API int32_t KundenDBA_Init(const char* path) KV_TRY(int32_t) { return Init(path); } KV_CATCH(0)
@@ -86,24 +101,10 @@ KV_API int32_t KundenDBA_AdresseMitTelefon(int32_t number, char* text, const cha
   return AddressWithTelephone(number, text, label);
 } KV_CATCH(0)
 
-KV_API int32_t KundenSuchDBA_Open(void) KV_TRY(int32_t) { return OpenResult(NameSearchFile()); } KV_CATCH(0)
-KV_API int32_t KundenSuchDBA_Close(void) KV_TRY(int32_t) { return CloseResult(NameSearchFile()); } KV_CATCH(0)
-KV_API int32_t KundenSuchDBA_Read(int32_t number, void* entry) KV_TRY(int32_t) { return ReadEntry(NameSearchFile(), number, entry); } KV_CATCH(0)
-KV_API int32_t KundenSuchDBA_ReadBlock(int32_t first, void* entries, int32_t count) KV_TRY(int32_t) {
-  return SearchReadBlock(NameSearchFile(), first, entries, count);
-} KV_CATCH(0)
-KV_API int32_t KundenSuchDBA_Write(int32_t number, const void* entry) KV_TRY(int32_t) {
-  return WriteEntry(NameSearchFile(), number, entry);
-} KV_CATCH(0)
-KV_API int32_t KundenBLZSuchDBA_Open(void) KV_TRY(int32_t) { return OpenResult(BankSearchFile()); } KV_CATCH(0)
-KV_API int32_t KundenBLZSuchDBA_Close(void) KV_TRY(int32_t) { return CloseResult(BankSearchFile()); } KV_CATCH(0)
-KV_API int32_t KundenBLZSuchDBA_Read(int32_t number, void* entry) KV_TRY(int32_t) { return ReadEntry(BankSearchFile(), number, entry); } KV_CATCH(0)
-KV_API int32_t KundenBLZSuchDBA_ReadBlock(int32_t first, void* entries, int32_t count) KV_TRY(int32_t) {
-  return SearchReadBlock(BankSearchFile(), first, entries, count);
-} KV_CATCH(0)
-KV_API int32_t KundenBLZSuchDBA_Write(int32_t number, const void* entry) KV_TRY(int32_t) {
-  return WriteEntry(BankSearchFile(), number, entry);
-} KV_CATCH(0)
+KV_CUSTOMER_SEARCH_EXPORTS(NameSearchFile, KundenSuchDBA_Open, KundenSuchDBA_Close, KundenSuchDBA_Read,
+                           KundenSuchDBA_ReadBlock, KundenSuchDBA_Write)
+KV_CUSTOMER_SEARCH_EXPORTS(BankSearchFile, KundenBLZSuchDBA_Open, KundenBLZSuchDBA_Close, KundenBLZSuchDBA_Read,
+                           KundenBLZSuchDBA_ReadBlock, KundenBLZSuchDBA_Write)
 
 KV_API int32_t KundenZweiteDBA_Init(const char* path) KV_TRY(int32_t) { return InitSecond(path); } KV_CATCH(0)
 KV_API int32_t KundenZweiteDBA_LeseKunde(int32_t number, void* record) KV_TRY(int32_t) {

@@ -12,23 +12,17 @@ namespace kv {
 bool SetLanguage(int32_t language);
 }
 
+// Every setter installs the host handler of its own type with its context.
+#define KV_HANDLER_SETTER(name, Handler)                                                                           \
+  KV_API void name(Handler handler, void* context) KV_TRY_VOID { kv::SetHandler(handler, context); } KV_CATCH_VOID
+
 extern "C" {
 
-KV_API void KVHOST_SetMessageHandler(KvMessageHandler handler, void* context) KV_TRY_VOID {
-  kv::SetMessageHandler(handler, context);
-} KV_CATCH_VOID
-KV_API void KVHOST_SetQuestionHandler(KvQuestionHandler handler, void* context) KV_TRY_VOID {
-  kv::SetQuestionHandler(handler, context);
-} KV_CATCH_VOID
-KV_API void KVHOST_SetBeepHandler(KvBeepHandler handler, void* context) KV_TRY_VOID {
-  kv::SetBeepHandler(handler, context);
-} KV_CATCH_VOID
-KV_API void KVHOST_SetWaitCursorHandler(KvWaitCursorHandler handler, void* context) KV_TRY_VOID {
-  kv::SetWaitCursorHandler(handler, context);
-} KV_CATCH_VOID
-KV_API void KVHOST_SetProgressHandler(KvProgressHandler handler, void* context) KV_TRY_VOID {
-  kv::SetProgressHandler(handler, context);
-} KV_CATCH_VOID
+KV_HANDLER_SETTER(KVHOST_SetMessageHandler, KvMessageHandler)
+KV_HANDLER_SETTER(KVHOST_SetQuestionHandler, KvQuestionHandler)
+KV_HANDLER_SETTER(KVHOST_SetBeepHandler, KvBeepHandler)
+KV_HANDLER_SETTER(KVHOST_SetWaitCursorHandler, KvWaitCursorHandler)
+KV_HANDLER_SETTER(KVHOST_SetProgressHandler, KvProgressHandler)
 KV_API int32_t KVHOST_SetLanguage(int32_t language) KV_TRY(int32_t) { return kv::SetLanguage(language) ? 1 : 0; } KV_CATCH(0)
 KV_API int32_t KVHOST_GetLanguage(void) KV_TRY(int32_t) { return kv::CurrentLanguage(); } KV_CATCH(0)
 KV_API int32_t KVHOST_SetLockTimeout(int32_t milliseconds) KV_TRY(int32_t) {
@@ -49,8 +43,6 @@ KV_API int32_t KVHOST_LastError(void) { return kv::LastErrorCode(); }
 KV_API const char* KVHOST_LastErrorText(void) { return kv::LastErrorText(); }
 KV_API void KVHOST_ClearLastError(void) { kv::ClearLastError(); }
 KV_API int32_t KVHOST_Version(void) KV_TRY(int32_t) { return KVDATA_VERSION_NUMBER; } KV_CATCH(0)
-KV_API void KVHOST_SetFatalHandler(KvFatalHandler handler, void* context) KV_TRY_VOID {
-  kv::SetFatalHandler(handler, context);
-} KV_CATCH_VOID
+KV_HANDLER_SETTER(KVHOST_SetFatalHandler, KvFatalHandler)
 
 }  // extern "C"

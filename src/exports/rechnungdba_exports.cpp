@@ -9,9 +9,10 @@ extern "C" {
 
 KV_API void RechnungDBA_Init(int32_t prefix, const char* path) KV_TRY_VOID { kv::rechnung::Init(prefix, path); } KV_CATCH_VOID
 KV_API int32_t RechnungDBA_PLUS_ARCHIVE_Init(int32_t prefix, const char* path, const char* archiveRoot) KV_TRY(int32_t) {
-  return kv::rechnung::InitWithArchive(prefix, path, archiveRoot);
+  kv::rechnung::Init(prefix, path);
+  return kv::rechnung::Dirs().SetUpArchive(path, archiveRoot);
 } KV_CATCH(0)
-KV_API int32_t RechnungDBA_SwitchArchivePath(void) KV_TRY(int32_t) { return kv::rechnung::SwitchArchivePath(); } KV_CATCH(0)
+KV_API int32_t RechnungDBA_SwitchArchivePath(void) KV_TRY(int32_t) { return kv::rechnung::Dirs().Switch(); } KV_CATCH(0)
 KV_API char* RechnungDBA_CreateFileName(int32_t number, char* out) KV_TRY(char*) { return kv::rechnung::CreateFileName(number, out); } KV_CATCH(nullptr)
 KV_API int32_t RechnungDBA_New(int32_t number) KV_TRY(int32_t) { return kv::rechnung::Create(number); } KV_CATCH(-1)
 KV_API int32_t RechnungDBA_Open(const char* path) KV_TRY(int32_t) { return kv::rechnung::OpenFile(path, false); } KV_CATCH(-1)
@@ -46,7 +47,7 @@ KV_API int32_t RechnungDBA_FindNext(int32_t findHandle, char* path) KV_TRY(int32
 KV_API void RechnungDBA_FindClose(int32_t findHandle) KV_TRY_VOID { kv::rechnung::FindClose(findHandle); } KV_CATCH_VOID
 KV_API int32_t RechnungDBA_Move_To_Archive(const char* path) KV_TRY(int32_t) { return kv::rechnung::MoveToArchive(path, true); } KV_CATCH(0)
 KV_API int32_t RechnungDBA_Move_From_Archive(const char* path) KV_TRY(int32_t) { return kv::rechnung::MoveToArchive(path, false); } KV_CATCH(0)
-KV_API int32_t RechnungDBA_GetVersion(void) KV_TRY(int32_t) { return kv::rechnung::kVersion; } KV_CATCH(0)
+KV_API int32_t RechnungDBA_GetVersion(void) KV_TRY(int32_t) { return RECHNUNGDBA_VERSION; } KV_CATCH(0)
 KV_API int32_t KV_STDCALL RechnungDBA_DoUpdate(int32_t newVersion, int32_t oldVersion) KV_TRY(int32_t) {
   return kv::rechnung::DoUpdate(newVersion, oldVersion);
 } KV_CATCH(0)

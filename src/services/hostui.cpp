@@ -7,6 +7,8 @@
 // outside it (it may call back into the library, or block on the user).
 #include "services/hostui.h"
 
+#include <tuple>
+
 #include "kvdata/kvhost.h"
 #include "services/hostui_impl.h"
 #include "services/platform.h"
@@ -23,30 +25,20 @@ struct Hook {
   Fn fn = nullptr;
   void* context = nullptr;
 };
-struct Handlers {
-  Hook<KvMessageHandler> message;
-  Hook<KvQuestionHandler> question;
-  Hook<KvBeepHandler> beep;
-  Hook<KvWaitCursorHandler> waitCursor;
-  Hook<KvProgressHandler> progress;
-  Hook<KvFatalHandler> fatal;
-};
+// Every handler with its context; a handler's type names its hook.
+using Handlers = std::tuple<Hook<KvMessageHandler>, Hook<KvQuestionHandler>, Hook<KvBeepHandler>,
+                            Hook<KvWaitCursorHandler>, Hook<KvProgressHandler>, Hook<KvFatalHandler>>;
 
 Mutex& HandlersMutex() { return ProcessMutex<struct HostHandlers>(); }
 Handlers& Installed() {
   static Handlers h;
   return h;
 }
-// A consistent copy of every handler and its context.
-Handlers H() {
-  MutexLock lock(HandlersMutex());
-  return Installed();
-}
-// Swaps one handler and its context as one.
+// A consistent copy of one handler and its context.
 template <class Fn>
-void Install(Hook<Fn> Handlers::*hook, Fn f, void* c) {
+Hook<Fn> Current() {
   MutexLock lock(HandlersMutex());
-  Installed().*hook = {f, c};
+  return std::get<Hook<Fn>>(Installed());
 }
 
 }  // namespace
@@ -54,13 +46,14 @@ void Install(Hook<Fn> Handlers::*hook, Fn f, void* c) {
 int32_t HostMessageBox(const char* text, const char* caption, uint32_t flags) {
   const char* c = caption ? caption : "";
   const char* t = text ? text : "";
-  Handlers h = H();
   if ((flags & 0x0Fu) == KV_MB_YESNO) {
-    int32_t yes = h.question.fn ? h.question.fn(c, t, flags, h.question.context) : DefaultQuestion(c, t, flags);
+    const auto question = Current<KvQuestionHandler>();
+    int32_t yes = question.fn ? question.fn(c, t, flags, question.context) : DefaultQuestion(c, t, flags);
     return yes ? KV_IDYES : KV_IDNO;
   }
-  if (h.message.fn) {
-    h.message.fn(c, t, flags, h.message.context);
+  const auto message = Current<KvMessageHandler>();
+  if (message.fn) {
+    message.fn(c, t, flags, message.context);
   } else {
     DefaultMessage(c, t, flags);
   }
@@ -68,45 +61,50 @@ int32_t HostMessageBox(const char* text, const char* caption, uint32_t flags) {
 }
 
 void HostBeep(uint32_t type) {
-  Handlers h = H();
-  if (h.beep.fn) {
-    h.beep.fn(type, h.beep.context);
+  const auto beep = Current<KvBeepHandler>();
+  if (beep.fn) {
+    beep.fn(type, beep.context);
   } else {
     DefaultBeep(type);
   }
 }
 
 void HostWaitCursor(bool on) {
-  Handlers h = H();
-  if (h.waitCursor.fn) {
-    h.waitCursor.fn(on ? 1 : 0, h.waitCursor.context);
+  const auto waitCursor = Current<KvWaitCursorHandler>();
+  if (waitCursor.fn) {
+    waitCursor.fn(on ? 1 : 0, waitCursor.context);
   } else {
     DefaultWaitCursor(on);
   }
 }
 
 void ReportProgress(int32_t event, int32_t dialog, int32_t value, const char* text) {
-  Handlers h = H();
-  if (h.progress.fn) h.progress.fn(event, dialog, value, text, h.progress.context);
+  const auto progress = Current<KvProgressHandler>();
+  if (progress.fn) progress.fn(event, dialog, value, text, progress.context);
 }
 
 // The host hears of it first, in place of the message box; the process ends
 // whatever the handler does, since the caller cannot go on without what failed.
 void HostFatal(const char* text, const char* caption, int32_t exitCode) {
-  Handlers h = H();
-  if (h.fatal.fn) {
-    h.fatal.fn(caption ? caption : "", text ? text : "", exitCode, h.fatal.context);
+  const auto fatal = Current<KvFatalHandler>();
+  if (fatal.fn) {
+    fatal.fn(caption ? caption : "", text ? text : "", exitCode, fatal.context);
   } else {
     HostMessageBox(text, caption, KV_MB_OK);
   }
   ProcessExit(exitCode);
 }
 
-void SetMessageHandler(KvMessageHandler f, void* c) { Install(&Handlers::message, f, c); }
-void SetQuestionHandler(KvQuestionHandler f, void* c) { Install(&Handlers::question, f, c); }
-void SetBeepHandler(KvBeepHandler f, void* c) { Install(&Handlers::beep, f, c); }
-void SetWaitCursorHandler(KvWaitCursorHandler f, void* c) { Install(&Handlers::waitCursor, f, c); }
-void SetProgressHandler(KvProgressHandler f, void* c) { Install(&Handlers::progress, f, c); }
-void SetFatalHandler(KvFatalHandler f, void* c) { Install(&Handlers::fatal, f, c); }
+template <class Fn>
+void SetHandler(Fn f, void* c) {
+  MutexLock lock(HandlersMutex());
+  std::get<Hook<Fn>>(Installed()) = {f, c};
+}
+template void SetHandler(KvMessageHandler, void*);
+template void SetHandler(KvQuestionHandler, void*);
+template void SetHandler(KvBeepHandler, void*);
+template void SetHandler(KvWaitCursorHandler, void*);
+template void SetHandler(KvProgressHandler, void*);
+template void SetHandler(KvFatalHandler, void*);
 
 }  // namespace kv

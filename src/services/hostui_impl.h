@@ -15,13 +15,11 @@ void DefaultBeep(uint32_t type);
 void DefaultWaitCursor(bool on);
 
 // Host handlers, dispatched to by the services (null = default).
-// Installed through KVHOST_* (src/exports/kvhost_exports.cpp).
-void SetMessageHandler(KvMessageHandler f, void* c);
-void SetQuestionHandler(KvQuestionHandler f, void* c);
-void SetBeepHandler(KvBeepHandler f, void* c);
-void SetWaitCursorHandler(KvWaitCursorHandler f, void* c);
-void SetProgressHandler(KvProgressHandler f, void* c);
-void SetFatalHandler(KvFatalHandler f, void* c);
+// Installed through KVHOST_* (src/exports/kvhost_exports.cpp), handler and
+// context as one; the handler's type says which of the six of kvhost.h.
+template <class Fn>
+void SetHandler(Fn f, void* c);
+
 void ReportProgress(int32_t event, int32_t dialog, int32_t value, const char* text);
 
 }  // namespace kv
