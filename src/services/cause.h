@@ -13,6 +13,8 @@
 
 #include <cstdint>
 
+#include "services/platform.h"
+
 namespace kv {
 
 // The values are those of KV_ERR_* in <kvdata/kvhost.h>.
@@ -57,12 +59,10 @@ uint32_t LockRefusals();
 // ---- used by the exported functions' guard -----------------------------
 // One exported call on this thread. The outermost one starts with no
 // pending cause; Fail() makes the pending cause the thread's last error.
-class ExportCall {
+class ExportCall : Pinned {
  public:
   ExportCall();
   ~ExportCall();
-  ExportCall(const ExportCall&) = delete;
-  ExportCall& operator=(const ExportCall&) = delete;
   // The call returned its failure result: the pending cause (if any was
   // recorded) becomes the last error, prefixed with the function's name.
   void Fail(const char* function);

@@ -6,6 +6,8 @@
 
 #include <cstdint>
 
+#include "services/platform.h"
+
 namespace kv {
 
 // Shows a message box (caption and text in Windows-1252). With KV_MB_YESNO
@@ -24,12 +26,10 @@ void HostWaitCursor(bool on);
 void ConsoleErrorLine(const char* text);
 
 // Shows the wait cursor for a scope.
-class WaitCursor {
+class WaitCursor : Pinned {
  public:
   WaitCursor() { HostWaitCursor(true); }
   ~WaitCursor() { HostWaitCursor(false); }
-  WaitCursor(const WaitCursor&) = delete;
-  WaitCursor& operator=(const WaitCursor&) = delete;
 };
 
 }  // namespace kv

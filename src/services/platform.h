@@ -30,13 +30,24 @@ void SleepMs(int32_t milliseconds);
 // Process id, for unique names.
 int32_t ProcessId();
 
+// Base of the objects that stand for something held or going on (a mutex,
+// a lock, an exported call, a progress display): such an object is never
+// copied, only made and ended in one scope.
+class Pinned {
+ public:
+  Pinned(const Pinned&) = delete;
+  Pinned& operator=(const Pinned&) = delete;
+
+ protected:
+  Pinned() = default;
+  ~Pinned() = default;
+};
+
 // A plain in-process mutex (a critical section on Windows).
-class Mutex {
+class Mutex : Pinned {
  public:
   Mutex();
   ~Mutex();
-  Mutex(const Mutex&) = delete;
-  Mutex& operator=(const Mutex&) = delete;
   void Lock();
   void Unlock();
 
@@ -44,12 +55,10 @@ class Mutex {
   alignas(8) unsigned char storage_[64];
 };
 
-class MutexLock {
+class MutexLock : Pinned {
  public:
   explicit MutexLock(Mutex& m) : m_(m) { m_.Lock(); }
   ~MutexLock() { m_.Unlock(); }
-  MutexLock(const MutexLock&) = delete;
-  MutexLock& operator=(const MutexLock&) = delete;
 
  private:
   Mutex& m_;

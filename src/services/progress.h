@@ -7,6 +7,8 @@
 
 #include <cstdint>
 
+#include "services/platform.h"
+
 #include "services/action.h"
 
 namespace kv {
@@ -15,7 +17,7 @@ namespace kv {
 // <=200: 10; <=20000: 100; <=200000: 1000; above: 10000.
 int32_t ProgressStep(int32_t count);
 
-class Progress {
+class Progress : Pinned {
  public:
   struct Options {
     int32_t first = 1;       // the value the display starts from
@@ -29,8 +31,6 @@ class Progress {
   Progress(const char* title, int64_t total) : Progress(title, total, Options{}) {}
   Progress(const char* title, int64_t total, const Options& options);
   ~Progress();
-  Progress(const Progress&) = delete;
-  Progress& operator=(const Progress&) = delete;
 
   // One more item done.
   void Step();

@@ -4,6 +4,8 @@
 #define KV_SERVICES_STORAGE_H
 
 #include <cstdint>
+
+#include "services/platform.h"
 #include <cstddef>
 
 namespace kv {
@@ -14,12 +16,10 @@ void* Storage_Allocate(int64_t bytes);
 void Storage_Deallocate(void* block);
 
 // Owns one Storage_Allocate block for a scope.
-class StorageBlock {
+class StorageBlock : Pinned {
  public:
   explicit StorageBlock(int64_t bytes) : p_(Storage_Allocate(bytes)) {}
   ~StorageBlock() { Storage_Deallocate(p_); }
-  StorageBlock(const StorageBlock&) = delete;
-  StorageBlock& operator=(const StorageBlock&) = delete;
   void* get() const { return p_; }
   explicit operator bool() const { return p_ != nullptr; }
 

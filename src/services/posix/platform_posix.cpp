@@ -21,16 +21,9 @@ LocalTime LocalTimeNow() {
   time_t secs = ts.tv_sec;
   struct tm tm;
   localtime_r(&secs, &tm);
-  LocalTime t;
-  t.year = tm.tm_year + 1900;
-  t.month = tm.tm_mon + 1;
-  t.day = tm.tm_mday;
-  t.hour = tm.tm_hour;
-  t.minute = tm.tm_min;
-  t.second = tm.tm_sec;
-  t.millisecond = static_cast<int32_t>(ts.tv_nsec / 1000000);
-  t.dayOfWeek = tm.tm_wday;
-  return t;
+  return LocalTime{.year = tm.tm_year + 1900, .month = tm.tm_mon + 1, .day = tm.tm_mday,
+                   .hour = tm.tm_hour, .minute = tm.tm_min, .second = tm.tm_sec,
+                   .millisecond = static_cast<int32_t>(ts.tv_nsec / 1000000), .dayOfWeek = tm.tm_wday};
 }
 
 int64_t MonotonicMs() {

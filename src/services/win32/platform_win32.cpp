@@ -19,16 +19,9 @@ int64_t UnixTimeNow() {
 LocalTime LocalTimeNow() {
   SYSTEMTIME st;
   GetLocalTime(&st);
-  LocalTime t;
-  t.year = st.wYear;
-  t.month = st.wMonth;
-  t.day = st.wDay;
-  t.hour = st.wHour;
-  t.minute = st.wMinute;
-  t.second = st.wSecond;
-  t.millisecond = st.wMilliseconds;
-  t.dayOfWeek = st.wDayOfWeek;
-  return t;
+  return LocalTime{.year = st.wYear, .month = st.wMonth, .day = st.wDay,
+                   .hour = st.wHour, .minute = st.wMinute, .second = st.wSecond,
+                   .millisecond = st.wMilliseconds, .dayOfWeek = st.wDayOfWeek};
 }
 
 int64_t MonotonicMs() { return static_cast<int64_t>(GetTickCount64()); }
