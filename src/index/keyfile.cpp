@@ -65,10 +65,6 @@ int32_t ReadNodeFromFile(void* context, int32_t element, AvlKnoten* node) {
     if (bytes == shortRead) return 0;  // the file ends inside the node
     if (bytes != nullptr) {
       std::memcpy(&n, bytes, sizeof n);
-      // A search goes on to one of the children: their memory is on its way
-      // while this slot's key is compared.
-      cache->Prefetch(n.left);
-      cache->Prefetch(n.right);
       *node = n;
       return 1;
     }

@@ -113,14 +113,6 @@ class SlotStore {
     if ((*head >> kValidBits) != generation_) return {};
     return {reinterpret_cast<uint8_t*>(head + 1), head, nullptr};
   }
-  // Asks the processor to fetch a flat slot's head and image ahead of use.
-  void Prefetch(int32_t slot) const {
-#if defined(__GNUC__)
-    if (slot > 0 && slot < flatSlots_) __builtin_prefetch(HeadOf(slot));
-#else
-    (void)slot;
-#endif
-  }
   // The slot's image, an empty one (no valid bytes) if it was absent. A new
   // mapped image may empty the map first: a mapped Ref lasts until the next
   // Make, a flat one until the store is configured again.
@@ -193,8 +185,6 @@ class SlotCache {
     }
     return InSlotRead(slot, offset, length, copy);
   }
-  // Starts fetching a slot the operation is likely to look at next.
-  void Prefetch(int32_t slot) const { slots_->Prefetch(slot); }
   // True when the file already holds exactly these bytes.
   [[nodiscard]] bool Holds(int64_t position, const void* buffer, int32_t length);
   // Bytes that reached the file at position.
