@@ -57,10 +57,19 @@ BaumKeyDatei* Self(void* context) { return static_cast<BaumKeyDatei*>(context); 
 
 int32_t ReadNodeFromFile(void* context, int32_t element, AvlKnoten* node) {
   BaumKeyDatei* d = Self(context);
+  if (!SlotAllowed(d, element)) return 0;
   AvlKnoten n;
-  if (!SlotAllowed(d, element) || !ReadAt(d, KeyNodePosition(d->recordSize, element), &n, BBAUMLIB_NODE_SIZE)) {
-    return 0;
+  if (SlotCache* cache = SlotCache::For(d)) {
+    uint8_t shortRead[BBAUMLIB_NODE_SIZE];
+    const uint8_t* bytes = cache->InSlot(element, d->recordSize, BBAUMLIB_NODE_SIZE, shortRead);
+    if (bytes == shortRead) return 0;  // the file ends inside the node
+    if (bytes != nullptr) {
+      std::memcpy(&n, bytes, sizeof n);
+      *node = n;
+      return 1;
+    }
   }
+  if (!ReadAt(d, KeyNodePosition(d->recordSize, element), &n, BBAUMLIB_NODE_SIZE)) return 0;
   *node = n;
   return 1;
 }
@@ -92,14 +101,26 @@ void UnlockRoot(void* context) {
   FileIO_Unlock(d->handle, KeyNodePosition(d->recordSize, 0), 4);
 }
 
+// A slot's key where the operation's cache holds it, otherwise read into
+// `copy` (left cleared for a slot outside the bound or a short read).
+const uint8_t* KeyOf(const BaumKeyDatei* d, SlotCache* cache, int32_t slot, uint8_t* copy) {
+  if (!SlotAllowed(d, slot)) return copy;
+  if (cache != nullptr) {
+    if (const uint8_t* key = cache->InSlot(slot, kKeyOffset, BBAUMLIB_KEY_SIZE, copy)) return key;
+  }
+  (void)ReadAt(d, KeyRecordPosition(d->recordSize, slot) + kKeyOffset, copy, BBAUMLIB_KEY_SIZE);
+  return copy;
+}
+
 // Slot a's key against slot b's (slot 0 holds the search key).
 int32_t CompareSlots(void* context, int32_t a, int32_t b) {
   BaumKeyDatei* d = Self(context);
+  SlotCache* cache = SlotCache::For(d);
   uint8_t ka[BBAUMLIB_KEY_SIZE] = {};
   uint8_t kb[BBAUMLIB_KEY_SIZE] = {};
-  if (SlotAllowed(d, a)) (void)ReadAt(d, KeyRecordPosition(d->recordSize, a) + kKeyOffset, ka, BBAUMLIB_KEY_SIZE);
-  if (SlotAllowed(d, b)) (void)ReadAt(d, KeyRecordPosition(d->recordSize, b) + kKeyOffset, kb, BBAUMLIB_KEY_SIZE);
-  return CompareKeys(ka, kb);
+  const uint8_t* keyA = KeyOf(d, cache, a, ka);
+  const uint8_t* keyB = KeyOf(d, cache, b, kb);
+  return CompareKeys(keyA, keyB);
 }
 
 int32_t DefaultVisit(void*, int32_t, int32_t) { return 1; }

@@ -2,6 +2,7 @@
 // created, cut and rebuilt, keys that differ only in late or high bytes,
 // reorganisation, the walk, slot locks, bad input, the ID mapping files, the
 // check finding damage, and two processes adding keys to one file.
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstring>
@@ -13,6 +14,7 @@
 #include "article/idmap.h"
 #include "index/keyfile.h"
 #include "index/keyfile_check.h"
+#include "index/keyfile_internal.h"
 #include "kvdata/artlib.h"
 #include "kvdata/avl.h"
 #include "kvdata/bbaumlib.h"
@@ -451,6 +453,7 @@ struct KeyFileModel {
   std::vector<std::array<uint8_t, 44>> rec;
   std::vector<AvlKnoten> node;
   int32_t root = 0;
+  int64_t size = 0;  // the file's length: an extension leaves the last node out
   AvlBaum tree{};
 
   static KeyFileModel* M(void* c) { return static_cast<KeyFileModel*>(c); }
@@ -462,10 +465,14 @@ struct KeyFileModel {
   }
   void set(int32_t slot, int offset, int32_t v) { std::memcpy(rec[static_cast<size_t>(slot)].data() + offset, &v, 4); }
 
-  explicit KeyFileModel(const std::vector<uint8_t>& image, int32_t slots) : rec(slots + 1), node(slots + 1) {
+  explicit KeyFileModel(const std::vector<uint8_t>& image, int32_t slots)
+      : rec(slots + 1), node(slots + 1), size(static_cast<int64_t>(image.size())) {
     for (int32_t n = 0; n <= slots; ++n) std::memcpy(rec[n].data(), image.data() + 40 + n * kStride, 44);
     tree.ReadNode = [](void* c, int32_t n, AvlKnoten* out) { return *out = M(c)->node.at(n), 1; };
-    tree.WriteNode = [](void* c, int32_t n, const AvlKnoten* in) { return M(c)->node.at(n) = *in, 1; };
+    tree.WriteNode = [](void* c, int32_t n, const AvlKnoten* in) {
+      M(c)->size = std::max<int64_t>(M(c)->size, 40 + int64_t{n + 1} * kStride);
+      return M(c)->node.at(n) = *in, 1;
+    };
     tree.GetRoot = [](void* c, int32_t* r) { return *r = M(c)->root, 1; };
     tree.SetRoot = [](void* c, int32_t r) { return M(c)->root = r, 1; };
     tree.Compare = [](void* c, int32_t a, int32_t b) {
@@ -513,6 +520,15 @@ struct KeyFileModel {
     }
     return depth;
   }
+  // What extending the file does: new slots chained among themselves, their
+  // records written one by one, no node after the last.
+  void Grow(int32_t slots) {
+    const auto from = static_cast<int32_t>(rec.size());
+    rec.resize(static_cast<size_t>(slots) + 1);
+    node.resize(static_cast<size_t>(slots) + 1);
+    for (int32_t n = from; n <= slots; ++n) set(n, 40, n < slots ? n + 1 : 0);
+    size = std::max<int64_t>(size, 40 + int64_t{slots} * kStride + 44);
+  }
   // What rebuilding the free chain does: every payload-0 slot, ascending.
   void RebuildChain() {
     int32_t chain = 0, used = 0;
@@ -527,44 +543,54 @@ struct KeyFileModel {
     set(0, 40, chain);
     set(0, 36, used);
   }
+  // The file as the model has it; the header (its time stamp) is the file's.
   std::vector<uint8_t> Image(std::vector<uint8_t> image) const {
+    image.resize(static_cast<size_t>(size));
+    const auto put = [&](size_t at, const void* bytes, size_t n) {
+      if (at < image.size()) std::memcpy(image.data() + at, bytes, std::min(n, image.size() - at));
+    };
     for (size_t n = 0; n < rec.size(); ++n) {
-      std::memcpy(image.data() + 40 + n * kStride, rec[n].data(), 44);
+      put(40 + n * kStride, rec[n].data(), 44);
       AvlKnoten k = n == 0 ? AvlKnoten{root, 0, 0, 0} : node[n];
-      std::memcpy(image.data() + 40 + n * kStride + 44, &k, 14);
+      put(40 + n * kStride + 44, &k, 14);
     }
     return image;
   }
 };
 
-TEST_F(KeyFileTest, EveryOperationLeavesExactlyTheBytesOfThePlainModel) {
-  constexpr int32_t kSlots = 90;
-  ASSERT_NE(Make(kSlots, true), nullptr);
-  KeyFileModel model(kvtest::ReadFileBytes(path_), kSlots);
-  std::mt19937 rng(11);
-  std::vector<BaumKey> pool(120);
+// Random adds, payload writes, removals and lookups, done on the file and on
+// the model; after every step the file must hold exactly the model's bytes.
+// At step `growAt` the file is extended to `growTo` slots.
+void RunAgainstModel(BaumKeyDatei* d, const std::string& path, uint32_t seed, int32_t growAt, int32_t growTo) {
+  KeyFileModel model(kvtest::ReadFileBytes(path), d->slotCount);
+  std::mt19937 rng(seed);
+  std::vector<BaumKey> pool(static_cast<size_t>(std::max(d->slotCount, growTo)) * 4 / 3);
   for (BaumKey& k : pool) {
     for (uint8_t& b : k.key) b = static_cast<uint8_t>(rng() % 4 == 0 ? 0 : rng());
   }
-  ASSERT_EQ(BBAUMLIB_OeffneDatenbank(d_), 1);
+  ASSERT_EQ(BBAUMLIB_OeffneDatenbank(d), 1);
   for (int step = 0; step < 700; ++step) {
     const uint32_t what = rng() % 10;
-    if (what < 5) {
+    if (step == growAt) {
+      ASSERT_EQ(BBAUMLIB_ErweitereDatenbank(d, nullptr, growTo), 1);
+      model.Grow(growTo);
+    } else if (what < 5) {
       BaumKey k = pool[rng() % pool.size()];
-      const int32_t slot = BBAUMLIB_BAUMKEYAnlegen(d_, &k);
+      const int32_t slot = BBAUMLIB_BAUMKEYAnlegen(d, &k);
       ASSERT_EQ(slot, model.Add(k)) << step;
-      if (slot > 0 && Slot(slot).payload == 0) {
+      BaumKey stored{};
+      if (slot > 0 && BBAUMLIB_LeseBAUMKEY(d, slot, &stored) == 1 && stored.payload == 0) {
         k.payload = step + 1;  // the caller's payload write
-        ASSERT_EQ(BBAUMLIB_WriteBAUMKEY(d_, slot, &k), 1);
+        ASSERT_EQ(BBAUMLIB_WriteBAUMKEY(d, slot, &k), 1);
         model.set(slot, 36, step + 1);
       }
     } else if (what < 8) {
-      const int32_t slot = static_cast<int32_t>(rng() % kSlots) + 1;
-      ASSERT_EQ(BBAUMLIB_BAUMKEYLoeschen(d_, slot), model.Remove(slot)) << step;
+      const int32_t slot = static_cast<int32_t>(rng() % static_cast<uint32_t>(d->slotCount)) + 1;
+      ASSERT_EQ(BBAUMLIB_BAUMKEYLoeschen(d, slot), model.Remove(slot)) << step;
     } else {
       const BaumKey& k = pool[rng() % pool.size()];
       const int64_t reads = kv::index::KeyFileReadCount();
-      const int32_t slot = BBAUMLIB_BAUMKEYVorhanden(d_, &k);
+      const int32_t slot = BBAUMLIB_BAUMKEYVorhanden(d, &k);
       ASSERT_EQ(slot, model.Search(k.key)) << step;
       // Slot 0 (search key and root) and every slot on the way, once each
       // at most: what an earlier call read is kept while the file is unchanged.
@@ -573,13 +599,33 @@ TEST_F(KeyFileTest, EveryOperationLeavesExactlyTheBytesOfThePlainModel) {
       }
     }
     if (step % 50 == 49) {  // freed slots join the chain again
-      ASSERT_EQ(BBAUMLIB_ErzeugeFreelist(d_, nullptr), 1);
+      ASSERT_EQ(BBAUMLIB_ErzeugeFreelist(d, nullptr), 1);
       model.RebuildChain();
     }
-    const std::vector<uint8_t> image = kvtest::ReadFileBytes(path_);
+    const std::vector<uint8_t> image = kvtest::ReadFileBytes(path);
     ASSERT_EQ(image, model.Image(image)) << step;
   }
-  BBAUMLIB_SchliesseDatenbank(d_);
+  BBAUMLIB_SchliesseDatenbank(d);
+}
+
+TEST_F(KeyFileTest, EveryOperationLeavesExactlyTheBytesOfThePlainModel) {
+  ASSERT_NE(Make(90, true), nullptr);
+  RunAgainstModel(d_, path_, 11, -1, 0);
+  EXPECT_TRUE(Check().defects.empty());
+}
+
+// The same with what the key file may keep in memory cut to a few slots, as
+// a file far larger than the limits would have it: most slots then lie past
+// the slots kept side by side and go through the small map, which is emptied
+// again and again. Halfway the file grows, past what was kept for it.
+TEST_F(KeyFileTest, SmallCacheLimitsAndAGrowingFileKeepTheModelsBytes) {
+  struct Limits {
+    kv::index::SlotCacheLimits before = kv::index::SetSlotCacheLimits({24 * kStride, 16 * kStride});
+    ~Limits() { kv::index::SetSlotCacheLimits(before); }
+  } limits;
+  ASSERT_NE(Make(70, true), nullptr);
+  RunAgainstModel(d_, path_, 23, 350, 110);
+  EXPECT_EQ(d_->slotCount, 110);
   EXPECT_TRUE(Check().defects.empty());
 }
 
