@@ -254,14 +254,14 @@ void ForgetKeptInChild() {
   TableMutex().Unlock();
 }
 
-// Closes the kept descriptors of one name (every name when path is null).
-void DropKept(const std::string* path) {
+// Closes the kept descriptors of one name.
+void DropKept(const std::string& path) {
   std::vector<int> close;
   {
     MutexLock lock(TableMutex());
     auto& kept = KeptDescriptors();
     for (auto it = kept.begin(); it != kept.end();) {
-      if (path == nullptr || it->path == *path) {
+      if (it->path == path) {
         close.push_back(it->fd);
         it = kept.erase(it);
       } else {
@@ -343,7 +343,7 @@ FileHandle OpenWith(const char* path, int flags, fault::Kind kind) {
   Identity identity;
   int fd = plain ? TakeKept(p, flags, &identity) : -1;
   if (fd < 0) {
-    if (!plain) DropKept(&p);  // a create or append may change what the name holds
+    if (!plain) DropKept(p);  // a create or append may change what the name holds
     fd = OpenRegular(p, flags, &identity);
     if (fd < 0) return kInvalidHandle;
     if (!plain || !LocalFileSystem(fd, identity.device)) return Register(fd);
@@ -704,15 +704,15 @@ int32_t FileIO_PathCreate(const char* directory) { return FileIO_MakeMultiPath(d
 
 int32_t FileIO_DeleteFile(const char* path) {
   std::string p = NativePath(path);
-  DropKept(&p);
+  DropKept(p);
   return !p.empty() && FileIO_Exist(path) && ::unlink(p.c_str()) == 0 ? 1 : 0;
 }
 
 int32_t FileIO_RenameFile(const char* oldPath, const char* newPath) {
   std::string from = NativePath(oldPath), to = NativePath(newPath);
   if (from.empty() || to.empty() || fault::Fire(fault::Kind::Rename)) return 0;
-  DropKept(&from);
-  DropKept(&to);
+  DropKept(from);
+  DropKept(to);
   if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return 1;
   if (errno != EINVAL && errno != ENOSYS) return 0;
   // File systems without RENAME_NOREPLACE: link + unlink refuses a target too.
@@ -723,7 +723,7 @@ int32_t FileIO_RenameFile(const char* oldPath, const char* newPath) {
 int32_t FileIO_CopyFile(const char* source, const char* target, int32_t failIfExists) {
   std::string from = NativePath(source), to = NativePath(target);
   if (from.empty() || to.empty()) return 0;
-  DropKept(&to);
+  DropKept(to);
   int in = OpenRegular(from, O_RDONLY);
   if (in < 0) return 0;
   int out = OpenRegular(to, O_WRONLY | O_CREAT | (failIfExists ? O_EXCL : O_TRUNC));
