@@ -50,16 +50,6 @@ bool JoinPath(char* out, const char* directory, const char* name) {
   return n >= 0 && n < kMaxPath;
 }
 
-// Function lock files are created and closed at once, so only their age
-// tells a crashed holder from a live one. One whose attributes cannot be
-// read at all is taken for orphaned: deleting it is tried, and when that
-// fails as well the lock is waited for.
-Staleness FunctionLockStaleness(const char* path) {
-  LockFileAge age = AgeOfLockFile(path);
-  if (!age.known) return Staleness::kOrphaned;
-  return age.seconds >= kFunctionLockOrphanAge ? Staleness::kOrphaned : Staleness::kLive;
-}
-
 // Where this station first saw each lock file's stamp, on its own clock.
 struct Sighting {
   int64_t stamp = -1;
@@ -99,6 +89,19 @@ bool ValidFunctionName(const char* name) {
 }
 
 }  // namespace
+
+// Function lock files are created and closed at once, so only their age
+// tells a crashed holder from a live one. One whose attributes cannot be
+// read at all is taken for orphaned: deleting it is tried, and when that
+// fails as well the lock is waited for. A name with no file behind it is
+// not such a file: its holder has just let go, and deleting "it" would
+// delete the lock file another station creates the next moment.
+Staleness FunctionLockStaleness(const char* path) {
+  LockFileAge age = AgeOfLockFile(path);
+  if (age.gone) return Staleness::kGone;
+  if (!age.known) return Staleness::kOrphaned;
+  return age.seconds >= kFunctionLockOrphanAge ? Staleness::kOrphaned : Staleness::kLive;
+}
 
 // The lock database, the log and func_locks are found whatever the case of
 // their names. The log lock keeps its one spelling: it comes and goes all
@@ -222,17 +225,22 @@ int32_t BlockingStart(const char* name, int32_t timeoutMs) {
     FileIO_PathCreate(S().functionDir);
     path = FunctionLockPath(name);
   }
-  int32_t waited = 0;
+  int32_t waited = 0, goneInARow = 0;
   for (;;) {
     FileHandle h = FileIO_CreateNewExclusive(path.c_str(), false);
     if (h != kInvalidHandle) {
       FileIO_Close(h);  // the file itself is the lock
       return 1;
     }
-    // An orphan is taken over at once. When nothing could be deleted the
-    // creation failed for another reason (or the file has just gone), and the
-    // attempt counts as a wait so that the time-out still ends the loop.
-    if (RemoveStaleLockFile(path.c_str(), FunctionLockStaleness) != Staleness::kLive) continue;
+    // An orphan is taken over at once, and a lock let go of between the
+    // creation and the look at it is tried for again at once. When nothing
+    // could be deleted, or the name keeps being free while the creation
+    // fails, the creation failed for another reason: that counts as a wait
+    // so that the time-out still ends the loop.
+    Staleness verdict = RemoveStaleLockFile(path.c_str(), FunctionLockStaleness);
+    if (verdict == Staleness::kOrphaned) continue;
+    if (verdict == Staleness::kGone && ++goneInARow <= kGoneRetries) continue;
+    goneInARow = 0;
     if (waited >= timeoutMs) return 0;
     SleepMs(kPollMs);
     waited += kPollMs;
@@ -293,7 +301,7 @@ bool BlockingEnabled() { return S().blocking; }
 // smaller of the two, so the usual rule holds unchanged there.
 LockFileAge AgeOfLockFile(const char* path) {
   int64_t stamp = FileIO_GetLastWriteTime(path);
-  if (stamp < 0) return {false, 0};
+  if (stamp < 0) return {false, 0, stamp == kNoFileThere};
   int64_t sinceStamp = UnixTimeNow() - stamp;
   int64_t nowMs = MonotonicMs();
   MutexLock lock(SightingsMutex());
@@ -331,7 +339,9 @@ Staleness RemoveStaleLockFile(const char* path, StaleTest test) {
   Staleness verdict = Staleness::kLive;
   if (held || guard == kInvalidHandle) {
     verdict = test(path);
-    if (verdict != Staleness::kLive && !FileIO_DeleteFile(path)) verdict = Staleness::kLive;
+    if (verdict != Staleness::kLive && verdict != Staleness::kGone && !FileIO_DeleteFile(path)) {
+      verdict = Staleness::kLive;
+    }
   }
   if (held) FileIO_Unlock(guard, kOrphanGuardByte, 1);
   FileIO_Close(guard);

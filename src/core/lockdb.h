@@ -66,10 +66,12 @@ constexpr int64_t kOrphanGuardByte = 0x40000000;
 // Seconds a lock file has stood unchanged, as this station judges it: the
 // larger of (now - its stamp) and the time this station has watched that
 // stamp unchanged on its own clock. A stamp in the future thus counts as
-// just written. known is false when its attributes cannot be read.
+// just written. known is false when its attributes cannot be read; gone is
+// true as well when that is because nothing is at the name any more.
 struct LockFileAge {
   bool known;
   int64_t seconds;
+  bool gone = false;
 };
 LockFileAge AgeOfLockFile(const char* path);
 
@@ -78,12 +80,20 @@ enum class Staleness {
   kLive,      // a holder may still use it: wait
   kOrphaned,  // its holder is gone: delete quietly
   kAged,      // older than its age limit: delete and tell
+  kGone,      // nothing is at the name now: create again at once, delete nothing
 };
+// A lock that keeps being gone when looked at, yet cannot be created, is
+// retried at once this many times in a row before it is waited for.
+constexpr int32_t kGoneRetries = 10;
 using StaleTest = Staleness (*)(const char* path);
+// The test for function lock files: orphaned from kFunctionLockOrphanAge
+// seconds on, gone when nothing is at the name.
+Staleness FunctionLockStaleness(const char* path);
 
 // Re-runs `test` on the lock file `path` and deletes the file unless it is
 // live, with no other process of the installation doing the same at that
-// moment. Returns the verdict, or kLive when nothing was deleted.
+// moment. Returns the verdict, or kLive when nothing was deleted although
+// the verdict said to; kGone deletes nothing.
 Staleness RemoveStaleLockFile(const char* path, StaleTest test);
 
 }  // namespace kv::lockdb

@@ -16,10 +16,12 @@ namespace {
 // it is treated as already gone. Any other lock file (the Windows program's
 // holds no byte-range lock at all) is judged by its age alone: waited for
 // while it is 20 seconds old or younger, deleted with a message after that.
-// One whose attributes cannot be read is waited for.
+// One whose attributes cannot be read is waited for; a name with nothing
+// behind it any more is tried for again at once.
 lockdb::Staleness LogLockStaleness(const char* path) {
   if (FileIO_LockFileHolderAlive(path) == 0) return lockdb::Staleness::kOrphaned;
   lockdb::LockFileAge age = lockdb::AgeOfLockFile(path);
+  if (age.gone) return lockdb::Staleness::kGone;
   if (!age.known) return lockdb::Staleness::kLive;
   return age.seconds > lockdb::kLogLockMaxAge ? lockdb::Staleness::kAged : lockdb::Staleness::kLive;
 }
@@ -43,12 +45,14 @@ std::string FormatLine(const LocalTime& t, int32_t w1, int32_t w2, int32_t w3, c
 }
 
 FileHandle AcquireLogLock(const char* lockPath) {
-  int32_t waited = 0;
+  int32_t waited = 0, goneInARow = 0;
   for (;;) {
     FileHandle h = FileIO_CreateNewExclusive(lockPath, true);
     if (h != kInvalidHandle) return h;
     lockdb::Staleness verdict = lockdb::RemoveStaleLockFile(lockPath, LogLockStaleness);
     if (verdict == lockdb::Staleness::kOrphaned) continue;
+    if (verdict == lockdb::Staleness::kGone && ++goneInARow <= lockdb::kGoneRetries) continue;
+    goneInARow = 0;
     if (verdict == lockdb::Staleness::kAged) {
       char message[96];
       // "Verwaiste Lock-Datei gelöscht (älter als %d Sekunden)."

@@ -143,7 +143,10 @@ int32_t FileIO_RenameFile(const char* oldPath, const char* newPath);
 // Copies; with failIfExists != 0 an existing target is not overwritten.
 int32_t FileIO_CopyFile(const char* source, const char* target, int32_t failIfExists);
 
-// Seconds since 1970 of the file's last write; -1 if it cannot be read.
+// Seconds since 1970 of the file's last write; kNoFileThere when nothing is
+// at the path (it may have just been deleted), -1 when it is there but its
+// attributes cannot be read.
+constexpr int64_t kNoFileThere = -2;
 int64_t FileIO_GetLastWriteTime(const char* path);
 // Seconds between now and the file's last write; -1 if it cannot be read.
 int64_t FileIO_GetFileAge(const char* path);
@@ -185,7 +188,8 @@ FileHandle FileIO_CreateNewExclusive(const char* path, bool deleteOnClose);
 // cannot be opened at all, as a Windows holder's file), 0 when it carries
 // this library's holder mark but nobody holds it (orphan), 2 when it can be
 // read but carries no mark (another program's lock file, which only its age
-// can judge), -1 when the file does not exist.
+// can judge), -1 when the file does not exist or the name has just moved on
+// to another file.
 int32_t FileIO_LockFileHolderAlive(const char* path);
 // Opens (creating if needed) for appending with shared read; every write
 // goes to the end of the file in one piece. -1 on failure.

@@ -137,6 +137,39 @@ TEST_F(LockDbTest, FunctionLockIsHeldByOneProcessAtATime) {
   EXPECT_FALSE(FileExists(FunctionLock("DATABASE_EinzelteilVerkaufen")));
 }
 
+// Between a station's failed creation and its look at the lock file, the
+// holder may let go and a third station take the lock anew. The look then
+// found no file, and that must not turn into deleting the newcomer's lock:
+// two holders of one function would sell one item twice.
+std::string g_newcomersLock;
+kv::lockdb::Staleness LookThenAnotherStationTakesTheLock(const char* path) {
+  kv::lockdb::Staleness verdict = kv::lockdb::FunctionLockStaleness(path);
+  Touch(g_newcomersLock);
+  return verdict;
+}
+
+TEST_F(LockDbTest, ALockLetGoOfWhileLookedAtIsNotDeletedUnderItsNextHolder) {
+  namespace lk = kv::lockdb;
+  g_newcomersLock = FunctionLock("DATABASE_EinzelteilVerkaufen");
+  const char* lok = g_newcomersLock.c_str();
+  ASSERT_TRUE(kv::FileIO_PathCreate(file("func_locks").c_str()));
+  EXPECT_EQ(lk::RemoveStaleLockFile(lok, LookThenAnotherStationTakesTheLock), lk::Staleness::kGone);
+  EXPECT_TRUE(FileExists(lok));
+  EXPECT_EQ(KVLOCKDB_Blocking_Start("DATABASE_EinzelteilVerkaufen", 0), 0);
+
+  // Past the orphan age the same file is taken over at once.
+  kvtest::AgeFile(lok, 40);
+  EXPECT_EQ(lk::RemoveStaleLockFile(lok, lk::FunctionLockStaleness), lk::Staleness::kOrphaned);
+  EXPECT_FALSE(FileExists(lok));
+#if !defined(_WIN32)
+  // A name that is never free to create yet never leads to a file (a link
+  // to nowhere) is waited for until the time-out, not retried for ever.
+  std::filesystem::create_symlink(file("nowhere"), lok);
+  EXPECT_EQ(KVLOCKDB_Blocking_Start("DATABASE_EinzelteilVerkaufen", 300), 0);
+  EXPECT_FALSE(FileExists(file("nowhere")));
+#endif
+}
+
 TEST_F(LockDbTest, AgedLockFileIsTakenOverUnlessAnotherStationClearsOrphans) {
   std::string lok = FunctionLock("ARTLIB_Reorg");
   ASSERT_EQ(KVLOCKDB_Blocking_Start("ARTLIB_Reorg", 0), 1);

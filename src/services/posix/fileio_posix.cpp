@@ -757,7 +757,8 @@ int32_t FileIO_CopyFile(const char* source, const char* target, int32_t failIfEx
 int64_t FileIO_GetLastWriteTime(const char* path) {
   std::string p = NativePath(path);
   struct stat st;
-  if (p.empty() || stat(p.c_str(), &st) != 0) return -1;
+  if (p.empty()) return -1;
+  if (stat(p.c_str(), &st) != 0) return errno == ENOENT || errno == ENOTDIR ? kNoFileThere : -1;
   return st.st_mtime;
 }
 
@@ -815,6 +816,14 @@ int32_t FileIO_LockFileHolderAlive(const char* path) {
   struct flock fl = RangeRequest(0, 1, F_WRLCK);
   int32_t alive = 1;
   if (fcntl(fd, F_OFD_GETLK, &fl) == 0) alive = fl.l_type == F_UNLCK ? 0 : 1;
+  // A holder that closes removes the name before its lock goes. So a free
+  // lock on a file the name no longer leads to is a lock let go of, and the
+  // name may already hold the next holder's file: report it gone rather
+  // than orphaned, or that file would be deleted in its stead.
+  struct stat now;
+  if (alive == 0 && (stat(p.c_str(), &now) != 0 || now.st_dev != st.st_dev || now.st_ino != st.st_ino)) {
+    alive = -1;
+  }
   ::close(fd);
   return alive;
 }

@@ -540,7 +540,11 @@ int32_t FileIO_CopyFile(const char* source, const char* target, int32_t failIfEx
 int64_t FileIO_GetLastWriteTime(const char* path) {
   std::string p = NativePath(path);
   WIN32_FILE_ATTRIBUTE_DATA data;
-  if (p.empty() || !GetFileAttributesExA(p.c_str(), GetFileExInfoStandard, &data)) return -1;
+  if (p.empty()) return -1;
+  if (!GetFileAttributesExA(p.c_str(), GetFileExInfoStandard, &data)) {
+    DWORD e = GetLastError();
+    return e == ERROR_FILE_NOT_FOUND || e == ERROR_PATH_NOT_FOUND ? kNoFileThere : -1;
+  }
   return UnixSeconds(data.ftLastWriteTime);
 }
 
