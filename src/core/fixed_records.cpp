@@ -235,13 +235,12 @@ bool RewriteAsVersion(const char* path, int32_t recordSize, int32_t newVersion) 
   }
   FileIO_Close(from);
   FileIO_Close(to);
-  // The old file goes only once the copy is complete; a failed copy leaves
-  // the old file untouched and removes the partial one.
-  if (!ok) {
-    FileIO_DeleteFile(target);
-    return false;
-  }
-  return FileIO_DeleteFile(path) != 0 && FileIO_RenameFile(target, path) != 0;
+  // The new file takes the old one's place only once the copy is complete,
+  // and in one step; a failed copy or swap leaves the old file untouched
+  // and removes the new one.
+  if (ok && FileIO_ReplaceFile(target, path)) return true;
+  FileIO_DeleteFile(target);
+  return false;
 }
 
 }  // namespace kv::fixed

@@ -206,11 +206,10 @@ bool TempPathFor(const char* path, char* out) {
 }
 
 int32_t ReplaceWithTemp(const char* path, const char* temp) {
-  if (!FileIO_DeleteFile(path)) {
-    FileIO_DeleteFile(temp);
-    return 0;
-  }
-  return FileIO_RenameFile(temp, path);
+  // A document another station deleted meanwhile stays deleted.
+  if (FileIO_Exist(path) && FileIO_ReplaceFile(temp, path)) return 1;
+  FileIO_DeleteFile(temp);
+  return 0;
 }
 
 void FinishInterruptedRewrites(const char* directory, const char* tempPattern) {

@@ -108,8 +108,9 @@ struct Directories {
 std::vector<std::string> ListFiles(const char* directory, const char* pattern);
 // "<path>XX" into a 260-byte buffer; false when it does not fit.
 [[nodiscard]] bool TempPathFor(const char* path, char* out);
-// Deletes `path` and renames `temp` to it; on a failed delete the temp file
-// goes and the original stays. 1 on success.
+// Puts `temp` in place of `path` in one step (FileIO_ReplaceFile); when
+// `path` is gone or the swap fails the temp file goes and the original
+// stays. 1 on success.
 int32_t ReplaceWithTemp(const char* path, const char* temp);
 // Renames every "XX" file matching `tempPattern` in `directory` whose
 // original is gone.

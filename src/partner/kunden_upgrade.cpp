@@ -2,11 +2,11 @@
 //
 // Every upgrade copies the whole file into a temporary file first, slot by
 // slot (free slots too, so numbers, free chain and header stay valid), and
-// only then swaps it in: the old file is renamed to KUNDEN.BAK, the new one
-// renamed to KUNDEN.DBA, and the backup deleted. When a rename fails the
-// backup is renamed back, so the data directory always holds a complete
-// customer file under its own name, old or new. Old search files are
-// deleted once the new file is in place; KundenDBA_Init rebuilds them.
+// only then swaps it in, in one step (FileIO_ReplaceFile): KUNDEN.DBA names
+// the complete old file or the complete new one at every moment, so neither
+// a crash nor another station's Init in between finds it missing and makes
+// an empty one. When the swap fails the old file stays. Old search files
+// are deleted once the new file is in place; KundenDBA_Init rebuilds them.
 #include <cstdio>
 #include <cstring>
 #include <functional>
@@ -33,7 +33,6 @@ constexpr int32_t kExtensionSize = 100;
 constexpr int32_t kExtensionOffset = 600;
 
 constexpr const char* kCustomerName = "KUNDEN.DBA";
-constexpr const char* kBackupName = "KUNDEN.BAK";
 constexpr const char* kExtensionName = "KUNDENEW.DBA";
 constexpr const char* kOldestTarget = "NKUNDEN.DBA";
 constexpr const char* kTarget530 = "KUNDEN530.DBA";
@@ -105,27 +104,19 @@ void ReportSwapFailure(int32_t error) {
 }
 
 // Puts dir + tempName in place of KUNDEN.DBA (see the top of this file) and
-// drops the search files of the old file if asked. On failure the old file is back in place, the temporary file is removed
-// and the user has been told.
+// drops the search files of the old file if asked. On failure the old file
+// stays, the temporary file is removed and the user has been told.
 bool SwapIn(const std::string& dir, const char* tempName, bool dropSearchFiles) {
   std::string customers = FileIn(dir, kCustomerName);
-  std::string backup = FileIn(dir, kBackupName);
   std::string temp = FileIn(dir, tempName);
-  FileIO_DeleteFile(backup.c_str());
-  int32_t error = 0;
-  if (!FileIO_RenameFile(customers.c_str(), backup.c_str())) {
-    error = LastSystemError();
-  } else if (!FileIO_RenameFile(temp.c_str(), customers.c_str())) {
-    error = LastSystemError();
-    FileIO_RenameFile(backup.c_str(), customers.c_str());
-  } else {
-    FileIO_DeleteFile(backup.c_str());
+  if (FileIO_ReplaceFile(temp.c_str(), customers.c_str())) {
     if (dropSearchFiles) {
       FileIO_DeleteFile(FileIn(dir, kNameSearchName).c_str());
       FileIO_DeleteFile(FileIn(dir, kBankSearchName).c_str());
     }
     return true;
   }
+  int32_t error = LastSystemError();
   FileIO_DeleteFile(temp.c_str());
   ReportSwapFailure(error);
   return false;

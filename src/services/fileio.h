@@ -140,6 +140,12 @@ int32_t FileIO_DeleteFile(const char* path);
 int32_t FileIO_DeleteFiles(const char* pattern);
 // Renames; fails (0) when the target exists, as on Windows.
 int32_t FileIO_RenameFile(const char* oldPath, const char* newPath);
+// Puts the file `from` in place of `target` in one step: the name `target`
+// leads to its old file or to the new one at every moment, never to
+// nothing, so neither a crash nor another station's open in between finds
+// the file missing (and creates an empty one). A missing target is simply
+// created. Non-zero on success; on failure both files are as they were.
+int32_t FileIO_ReplaceFile(const char* from, const char* target);
 // Copies; with failIfExists != 0 an existing target is not overwritten.
 int32_t FileIO_CopyFile(const char* source, const char* target, int32_t failIfExists);
 

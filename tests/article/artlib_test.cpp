@@ -197,7 +197,15 @@ TEST_F(ArtlibTest, UpgradeFrom510CarriesEveryRecordAndLeavesNoTemporaryFile) {
   kvtest::WriteFileBytes(path(), newer);
   EXPECT_EQ(ARTLIB_Init(3, dir().c_str()), 700);
   EXPECT_EQ(kvtest::ReadFileBytes(path()), newer);
-  kvtest::WriteFileBytes(path(), OldFile(510));
+  std::vector<uint8_t> old = OldFile(510);
+  kvtest::WriteFileBytes(path(), old);
+  // A step whose new file cannot take the old one's place leaves the old
+  // file whole under its name, and no new file beside it.
+  kv::fault::Arm(kv::fault::Kind::Rename, 0);
+  EXPECT_EQ(ARTLIB_DoUpdate(600, 510), 0);
+  kv::fault::Reset();
+  EXPECT_EQ(kvtest::ReadFileBytes(path()), old);
+  EXPECT_FALSE(kvtest::FileExists(path() + ".520"));
   EXPECT_EQ(ARTLIB_DoUpdate(600, 510), 1);
   EXPECT_EQ(ARTLIB_Version(), 600);
 }

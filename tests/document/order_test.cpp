@@ -415,6 +415,11 @@ TEST_F(Orders, AFailedConversionLeavesTheOldFileWhole) {
   kv::fault::Arm(kv::fault::Kind::Create, 0);
   EXPECT_EQ(AUFTRAGDBA_DoUpdate(560, 550), 0);
   EXPECT_EQ(ReadFileBytes(OrderPath(41)), old);
+  // The converted file cannot take the old one's place: the old one stays.
+  kv::fault::Arm(kv::fault::Kind::Rename, 0);
+  EXPECT_EQ(AUFTRAGDBA_DoUpdate(560, 550), 0);
+  EXPECT_EQ(ReadFileBytes(OrderPath(41)), old);
+  EXPECT_FALSE(FileExists(OrderPath(41) + "XX"));
   // The next run converts it.
   EXPECT_EQ(AUFTRAGDBA_DoUpdate(560, 550), 0);
   EXPECT_EQ(FileSize(OrderPath(41)), 7 * B);

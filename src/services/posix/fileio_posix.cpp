@@ -720,6 +720,14 @@ int32_t FileIO_RenameFile(const char* oldPath, const char* newPath) {
   return ::unlink(from.c_str()) == 0 ? 1 : 0;
 }
 
+int32_t FileIO_ReplaceFile(const char* from, const char* target) {
+  std::string source = NativePath(from), to = NativePath(target);
+  if (source.empty() || to.empty() || fault::Fire(fault::Kind::Rename)) return 0;
+  DropKept(source);
+  DropKept(to);
+  return ::rename(source.c_str(), to.c_str()) == 0 ? 1 : 0;
+}
+
 int32_t FileIO_CopyFile(const char* source, const char* target, int32_t failIfExists) {
   std::string from = NativePath(source), to = NativePath(target);
   if (from.empty() || to.empty()) return 0;

@@ -503,6 +503,12 @@ int32_t FileIO_RenameFile(const char* oldPath, const char* newPath) {
   return MoveFileA(from.c_str(), to.c_str()) ? 1 : 0;
 }
 
+int32_t FileIO_ReplaceFile(const char* from, const char* target) {
+  std::string source = NativePath(from), to = NativePath(target);
+  if (source.empty() || to.empty() || fault::Fire(fault::Kind::Rename)) return 0;
+  return MoveFileExA(source.c_str(), to.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) ? 1 : 0;
+}
+
 // Copied by hand rather than with CopyFileA: the source is usually a record
 // file that other programs hold open for writing, and the copy must open it
 // with the same full sharing as they do.
