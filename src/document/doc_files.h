@@ -2,10 +2,11 @@
 // directory listings, the rewrite protocol and progress of walks.
 //
 // A whole file is rewritten by writing the new content to "<name>XX" beside
-// it, then deleting the old file and renaming the new one into place. Until
-// the delete the old file is intact; after it the complete new file waits
-// under its XX name, and FinishInterruptedRewrites renames it on the next
-// run. No crash loses a document.
+// it, then renaming that over the old file in one step, so the name always
+// leads to a complete file, old or new. A rewrite by an older release
+// deleted the old file first; a crash after that delete leaves the complete
+// new file under its XX name, and FinishInterruptedRewrites renames it on
+// the next run. No crash loses a document.
 #ifndef KV_DOCUMENT_DOC_FILES_H
 #define KV_DOCUMENT_DOC_FILES_H
 
